@@ -1,0 +1,335 @@
+/*
+ * config_model.cpp --
+ *
+ *    The configuration model and its serialised form.
+ *
+ *    Serialised configuration (all integers little-endian):
+ *      header  u32 magic "ZCFG", u16 format version (1), u16 0,
+ *              u32 body length, u32 CRC-32C of the body
+ *      body    u32 switch count, then per switch:
+ *                u16 ID length, ID text; u16 class length, class text;
+ *                i32 max ports; u32 version; global list; host list;
+ *                u32 port count, then per port:
+ *                  u16 name length, name; u32 state; property list
+ *      list    as encoded by TreeEncode
+ *    Texts carry no NUL. A block is accepted whole or not at all.
+ */
+
+#include "config_model.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+
+namespace zor {
+
+namespace {
+
+bool ValidText(std::string_view s, size_t maxLen) {
+  return !s.empty() && s.size() <= maxLen && s.find('\0') == std::string_view::npos;
+}
+
+/* Copies a C text into a fixed field; false when it does not fit. */
+bool CopyField(char *dst, size_t size, std::string_view src) {
+  if (src.size() >= size) return false;
+  memcpy(dst, src.data(), src.size());
+  dst[src.size()] = '\0';
+  return true;
+}
+
+std::string_view TextArg(const char *s) { return s ? std::string_view(s) : std::string_view(); }
+
+/* The global value of a switch's no-persist flag is one byte, 1 for set. */
+bool NoPersist(const SwitchObj &s) {
+  DVSDataNode *n = TreeFind(s.global, NOPERSIST_KEY);
+  return n && n->dataLen >= 1 && s.global->Value(*n)[0] == 1;
+}
+
+std::unique_ptr<SwitchObj> NewSwitch() {
+  auto s = std::make_unique<SwitchObj>();
+  s->global = TreeNew();
+  s->host = TreeNew();
+  if (!s->global || !s->host) return nullptr;
+  return s;
+}
+
+}  // namespace
+
+PortObj *SwitchObj::FindPort(std::string_view port) const {
+  auto it = portIndex.find(port);
+  return it == portIndex.end() ? nullptr : it->second;
+}
+
+void BeginBlock(WireWriter &w, uint32_t magic) {
+  w.U32(magic);
+  w.U16(FORMAT_VERSION);
+  w.U16(0);
+  w.U32(0);
+  w.U32(0);
+}
+
+void FinishBlock(ByteBuf *out, size_t start) {
+  if (out->Size() < start + HEADER_LEN) return;
+  uint8_t *h = out->Data() + start;
+  size_t bodyLen = out->Size() - start - HEADER_LEN;
+  uint32_t crc = Crc32(h + HEADER_LEN, bodyLen);
+  for (int i = 0; i < 4; i++) {
+    h[8 + i] = static_cast<uint8_t>(bodyLen >> (8 * i));
+    h[12 + i] = static_cast<uint8_t>(crc >> (8 * i));
+  }
+}
+
+ZOR_ReturnStatus OpenBlock(const void *data, uint32_t len, uint32_t magic, WireReader *body) {
+  if (!data && len) return ZOR_BAD_PARAM;
+  WireReader r(data, len);
+  uint32_t m = r.U32();
+  if (!r.Ok()) return ZOR_TRUNCATED;
+  if (m != magic) return ZOR_NOT_A_CONFIG;
+  uint16_t version = r.U16();
+  uint16_t reserved = r.U16();
+  uint32_t bodyLen = r.U32();
+  uint32_t crc = r.U32();
+  if (!r.Ok()) return ZOR_TRUNCATED;
+  if (version != FORMAT_VERSION) return ZOR_BAD_VERSION;
+  if (reserved != 0) return ZOR_INVALID_DATA;
+  if (bodyLen > r.Remaining()) return ZOR_TRUNCATED;
+  if (bodyLen < r.Remaining()) return ZOR_INVALID_DATA;
+  if (Crc32(r.Position(), bodyLen) != crc) return ZOR_BAD_CHECKSUM;
+  *body = r;
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ConfigModel::Deserialize(const void *data, uint32_t len) {
+  WireReader r(nullptr, 0);
+  ZOR_ReturnStatus status = OpenBlock(data, len, CONFIG_MAGIC, &r);
+  if (status != ZOR_OK) return status;
+
+  std::vector<std::unique_ptr<SwitchObj>> loaded;
+  try {
+    uint32_t switchCount = r.U32();
+    if (!r.Ok()) return ZOR_TRUNCATED;
+    /* A switch takes at least 25 bytes: a count the data cannot hold is refused early. */
+    if (switchCount > r.Remaining() / 25) return ZOR_TRUNCATED;
+    loaded.reserve(switchCount);
+    for (uint32_t i = 0; i < switchCount; i++) {
+      auto s = std::make_unique<SwitchObj>();
+      std::string_view id = r.Bytes(r.U16());
+      std::string_view cls = r.Bytes(r.U16());
+      s->maxPorts = static_cast<int32_t>(r.U32());
+      s->version = r.U32();
+      if (!r.Ok()) return ZOR_TRUNCATED;
+      if (!ValidText(id, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN ||
+          cls.find('\0') != std::string_view::npos) {
+        return ZOR_INVALID_DATA;
+      }
+      for (const auto &other : loaded) {
+        if (other->Id() == id) return ZOR_INVALID_DATA;
+      }
+      CopyField(s->id, sizeof s->id, id);
+      CopyField(s->className, sizeof s->className, cls);
+      if ((status = TreeDecode(r, &s->global)) != ZOR_OK) return status;
+      if ((status = TreeDecode(r, &s->host)) != ZOR_OK) return status;
+      uint32_t portCount = r.U32();
+      if (!r.Ok()) return ZOR_TRUNCATED;
+      if (portCount > r.Remaining() / 10) return ZOR_TRUNCATED;
+      s->ports.reserve(portCount);
+      s->portIndex.reserve(portCount);
+      for (uint32_t j = 0; j < portCount; j++) {
+        auto p = std::make_unique<PortObj>();
+        std::string_view name = r.Bytes(r.U16());
+        p->state = r.U32();
+        if (!r.Ok()) return ZOR_TRUNCATED;
+        if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
+        CopyField(p->name, sizeof p->name, name);
+        if ((status = TreeDecode(r, &p->data)) != ZOR_OK) return status;
+        p->dvs = s.get();
+        if (!s->portIndex.emplace(p->Name(), p.get()).second) return ZOR_INVALID_DATA;
+        s->ports.push_back(std::move(p));
+      }
+      loaded.push_back(std::move(s));
+    }
+    if (r.Remaining() != 0) return ZOR_INVALID_DATA;
+  } catch (const std::bad_alloc &) {
+    return ZOR_NO_MEMORY;
+  }
+  switches_.swap(loaded);
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ConfigModel::Serialize(ByteBuf *out, bool persistentOnly) const {
+  size_t size = HEADER_LEN + 4;
+  for (const auto &s : switches_) {
+    if (persistentOnly && NoPersist(*s)) continue;
+    size += 2 + s->Id().size() + 2 + strlen(s->className) + 4 + 4 + 4;
+    size += TreeEncodedSize(s->global, persistentOnly) + TreeEncodedSize(s->host, persistentOnly);
+    for (const auto &p : s->ports) {
+      size += 2 + p->Name().size() + 4 + TreeEncodedSize(p->data, persistentOnly);
+    }
+  }
+  if (size > UINT32_MAX) return ZOR_TOO_LARGE;
+  size_t start = out->Size();
+  if (!out->Reserve(size)) return ZOR_NO_MEMORY;
+
+  WireWriter w(out);
+  BeginBlock(w, CONFIG_MAGIC);
+  uint32_t count = 0;
+  for (const auto &s : switches_) count += !(persistentOnly && NoPersist(*s));
+  w.U32(count);
+  for (const auto &s : switches_) {
+    if (persistentOnly && NoPersist(*s)) continue;
+    w.U16(static_cast<uint16_t>(s->Id().size()));
+    w.Bytes(s->id, s->Id().size());
+    size_t clsLen = strlen(s->className);
+    w.U16(static_cast<uint16_t>(clsLen));
+    w.Bytes(s->className, clsLen);
+    w.U32(static_cast<uint32_t>(s->maxPorts));
+    w.U32(s->version);
+    TreeEncode(s->global, w, persistentOnly);
+    TreeEncode(s->host, w, persistentOnly);
+    w.U32(static_cast<uint32_t>(s->ports.size()));
+    for (const auto &p : s->ports) {
+      w.U16(static_cast<uint16_t>(p->Name().size()));
+      w.Bytes(p->name, p->Name().size());
+      w.U32(p->state);
+      TreeEncode(p->data, w, persistentOnly);
+    }
+  }
+  if (!w.Ok()) return ZOR_NO_MEMORY;
+  FinishBlock(out, start);
+  return ZOR_OK;
+}
+
+void ConfigModel::Reset() { switches_.clear(); }
+
+SwitchObj *ConfigModel::FindSwitch(std::string_view id) const {
+  for (const auto &s : switches_) {
+    if (s->Id() == id) return s.get();
+  }
+  return nullptr;
+}
+
+SwitchObj *ConfigModel::FindSwitchByAlias(std::string_view alias) const {
+  for (const auto &s : switches_) {
+    DVSDataNode *n = TreeFind(s->global, ALIAS_KEY);
+    if (!n) continue;
+    /* The alias is stored as a text with its NUL; compare up to the first NUL. */
+    std::string_view value(s->global->Value(*n), n->dataLen);
+    value = value.substr(0, value.find('\0'));
+    if (value == alias) return s.get();
+  }
+  return nullptr;
+}
+
+ZOR_ReturnStatus ConfigModel::AddSwitch(const char *id, const char *className, int32_t maxPorts,
+                                        int32_t version) {
+  std::string_view sid = TextArg(id);
+  std::string_view cls = TextArg(className);
+  if (!ValidText(sid, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN) {
+    return ZOR_BAD_PARAM;
+  }
+  if (FindSwitch(sid)) return ZOR_ALREADY_EXISTS;
+  try {
+    std::unique_ptr<SwitchObj> s = NewSwitch();
+    if (!s) return ZOR_NO_MEMORY;
+    CopyField(s->id, sizeof s->id, sid);
+    CopyField(s->className, sizeof s->className, cls);
+    s->maxPorts = maxPorts;
+    s->version = static_cast<uint32_t>(version);
+    switches_.push_back(std::move(s));
+  } catch (const std::bad_alloc &) {
+    return ZOR_NO_MEMORY;
+  }
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ConfigModel::RemoveSwitch(const char *id) {
+  std::string_view sid = TextArg(id);
+  for (auto it = switches_.begin(); it != switches_.end(); ++it) {
+    if ((*it)->Id() == sid) {
+      switches_.erase(it);
+      return ZOR_OK;
+    }
+  }
+  return ZOR_NOT_FOUND;
+}
+
+ZOR_ReturnStatus ConfigModel::SetVersion(const char *id, uint32_t version) {
+  SwitchObj *s = FindSwitch(TextArg(id));
+  if (!s) return ZOR_NOT_FOUND;
+  s->version = version;
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ConfigModel::SetMaxPorts(const char *id, int32_t maxPorts) {
+  SwitchObj *s = FindSwitch(TextArg(id));
+  if (!s) return ZOR_NOT_FOUND;
+  s->maxPorts = maxPorts;
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ConfigModel::AddPort(const char *id, const char *port, DVSData *tree) {
+  SwitchObj *s = FindSwitch(TextArg(id));
+  if (!s) return ZOR_NOT_FOUND;
+  std::string_view name = TextArg(port);
+  if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_BAD_PARAM;
+  if (s->FindPort(name)) return ZOR_ALREADY_EXISTS;
+  std::unique_ptr<PortObj> p;
+  try {
+    p = std::make_unique<PortObj>();
+    if (s->ports.size() == s->ports.capacity()) s->ports.reserve(s->ports.size() * 2 + 16);
+    CopyField(p->name, sizeof p->name, name);
+    s->portIndex.emplace(p->Name(), p.get());
+  } catch (const std::bad_alloc &) {
+    return ZOR_NO_MEMORY;
+  }
+  /* From here nothing can fail but the empty tree, so the caller's tree is taken only on success. */
+  if (!tree && !(tree = TreeNew())) {
+    s->portIndex.erase(p->Name());
+    return ZOR_NO_MEMORY;
+  }
+  p->state = DVS_PORT_STATE_NORMAL;
+  p->dvs = s;
+  p->data = tree;
+  s->ports.push_back(std::move(p));
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ConfigModel::RemovePort(const char *id, const char *port) {
+  SwitchObj *s = FindSwitch(TextArg(id));
+  if (!s) return ZOR_NOT_FOUND;
+  PortObj *p = s->FindPort(TextArg(port));
+  if (!p) return ZOR_NOT_FOUND;
+  s->portIndex.erase(p->Name());
+  auto it = std::find_if(s->ports.begin(), s->ports.end(),
+                         [p](const std::unique_ptr<PortObj> &q) { return q.get() == p; });
+  s->ports.erase(it);
+  return ZOR_OK;
+}
+
+PortObj *ConfigModel::FindPort(const char *id, const char *port) const {
+  SwitchObj *s = FindSwitch(TextArg(id));
+  return s ? s->FindPort(TextArg(port)) : nullptr;
+}
+
+ZOR_ReturnStatus ConfigModel::ListFor(const char *id, int which, const char *port,
+                                      DVSData **list) const {
+  SwitchObj *s = FindSwitch(TextArg(id));
+  if (!s) return ZOR_NOT_FOUND;
+  switch (which) {
+    case 1:
+      *list = s->global;
+      return ZOR_OK;
+    case 2:
+      *list = s->host;
+      return ZOR_OK;
+    default: {
+      PortObj *p = s->FindPort(TextArg(port));
+      if (!p) return ZOR_NOT_FOUND;
+      *list = p->data;
+      return ZOR_OK;
+    }
+  }
+}
+
+}  // namespace zor

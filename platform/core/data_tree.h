@@ -1,0 +1,84 @@
+/*
+ * data_tree.h --
+ *
+ *    The property data tree behind DVSData: an ordered list of named
+ *    values. Names and values live in one arena per tree; nodes hold
+ *    offsets into it, so a tree of many properties costs a few
+ *    allocations. Insertion order is kept; replacing a value keeps its
+ *    place.
+ */
+
+#ifndef PLATFORM_CORE_DATA_TREE_H
+#define PLATFORM_CORE_DATA_TREE_H
+
+#include <stdint.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "state/dvslib.h"
+#include "wire.h"
+
+/* Longest property name accepted, NUL excluded. */
+#define DVS_PROP_NAME_MAX 1023u
+/* Largest property value accepted, in bytes. */
+#define DVS_PROP_VALUE_MAX (16u << 20)
+
+struct DVSDataNode {
+  DVSData *tree;
+  uint32_t nameOff; /* name in the arena, NUL-terminated */
+  uint32_t nameLen; /* NUL excluded */
+  uint32_t dataOff;
+  uint32_t dataLen;
+  int32_t flags;
+};
+
+struct DVSData {
+  DVSData_AllocFn alloc;
+  DVSData_FreeFn release;
+  std::vector<DVSDataNode> nodes;
+  std::string arena;
+  size_t garbage = 0; /* arena bytes no node refers to any more */
+
+  std::string_view Name(const DVSDataNode &n) const {
+    return std::string_view(arena.data() + n.nameOff, n.nameLen);
+  }
+  const char *Value(const DVSDataNode &n) const { return arena.data() + n.dataOff; }
+};
+
+namespace zor {
+
+/* Creates an empty tree with malloc/free; null when memory runs out. */
+DVSData *TreeNew();
+/* Releases a tree made by TreeNew, DVSData_Alloc or TreeDecode. */
+void TreeFree(DVSData *tree);
+/* Deep copy with malloc/free; null when memory runs out. */
+DVSData *TreeClone(const DVSData *tree);
+
+/* The node named name, or null. */
+DVSDataNode *TreeFind(DVSData *tree, std::string_view name);
+/* Adds or replaces a value (a replaced value keeps its place). */
+ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data, uint32_t len,
+                         int32_t flags);
+/* Removes a value; ZOR_NOT_FOUND when absent. */
+ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name);
+
+/*
+ * The tree body inside serialised blocks: u32 count, then per node u32
+ * flags, u16 name length, name bytes, u32 value length, value bytes.
+ * skipVolatile leaves out VOLATILE properties.
+ */
+size_t TreeEncodedSize(const DVSData *tree, bool skipVolatile = false);
+void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile = false);
+/*
+ * Reads a tree body into a new tree (malloc/free). Returns the status:
+ * ZOR_TRUNCATED when the body ends early, ZOR_INVALID_DATA for an empty,
+ * over-long or duplicate name or a name with a NUL in it, ZOR_TOO_LARGE for
+ * a value over the limit.
+ */
+ZOR_ReturnStatus TreeDecode(WireReader &r, DVSData **out);
+
+}  // namespace zor
+
+#endif  // PLATFORM_CORE_DATA_TREE_H

@@ -1,0 +1,105 @@
+/*
+ * dvsdata.cpp --
+ *
+ *    DVSData: property data trees for callers, and their serialised form:
+ *    a block with magic "ZDTR" (header as for configurations) around one
+ *    encoded tree.
+ */
+
+#include <stdlib.h>
+#include <string.h>
+
+#include <new>
+
+#include "core/config_model.h"
+#include "core/data_tree.h"
+#include "state/dvslib.h"
+
+namespace {
+
+/* The only serialisation format word callers pass. */
+constexpr uint32_t kTreeFormat = 4;
+
+/* Makes an empty tree whose own storage comes from the caller's routines. */
+DVSData *NewTreeWith(DVSData_AllocFn alloc, DVSData_FreeFn release) {
+  void *mem = alloc(sizeof(DVSData));
+  if (!mem) return nullptr;
+  DVSData *tree = new (mem) DVSData();
+  tree->alloc = alloc;
+  tree->release = release;
+  return tree;
+}
+
+}  // namespace
+
+ZOR_ReturnStatus DVSData_Alloc(DVSData **tree, DVSData_AllocFn alloc, DVSData_FreeFn release) {
+  if (!tree || !alloc || !release) return ZOR_BAD_PARAM;
+  *tree = NewTreeWith(alloc, release);
+  return *tree ? ZOR_OK : ZOR_NO_MEMORY;
+}
+
+ZOR_ReturnStatus DVSData_Update(DVSData *tree, const char *name, const void *data, uint32_t len,
+                                int32_t flags) {
+  if (!tree || !name) return ZOR_BAD_PARAM;
+  return zor::TreeSet(tree, name, data, len, flags);
+}
+
+ZOR_ReturnStatus DVSData_Lookup(DVSData *tree, const char *name, DVSDataNode **node) {
+  if (!tree || !name || !node) return ZOR_BAD_PARAM;
+  *node = zor::TreeFind(tree, name);
+  return *node ? ZOR_OK : ZOR_NOT_FOUND;
+}
+
+uint32_t DVSData_Data(DVSDataNode *node, void **data) {
+  if (data) *data = const_cast<char *>(node->tree->Value(*node));
+  return node->dataLen;
+}
+
+const char *DVSData_Name(DVSDataNode *node) { return node->tree->arena.data() + node->nameOff; }
+
+int32_t DVSData_PropType(DVSDataNode *node) { return node->flags; }
+
+ZOR_ReturnStatus DVSData_Serialize(DVSData *tree, void **data, uint32_t *len, uint32_t format) {
+  if (!tree || !data || !len) return ZOR_BAD_PARAM;
+  if (format != kTreeFormat) return ZOR_NOT_SUPPORTED;
+  size_t size = zor::HEADER_LEN + zor::TreeEncodedSize(tree);
+  if (size > UINT32_MAX) return ZOR_TOO_LARGE;
+  zor::ByteBuf out;
+  if (!out.Reserve(size)) return ZOR_NO_MEMORY;
+  zor::WireWriter w(&out);
+  zor::BeginBlock(w, zor::TREE_MAGIC);
+  zor::TreeEncode(tree, w);
+  if (!w.Ok()) return ZOR_NO_MEMORY;
+  zor::FinishBlock(&out, 0);
+  *len = static_cast<uint32_t>(out.Size());
+  *data = out.Release();
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus DVSData_Deserialize(DVSData **tree, const void *data, uint32_t len,
+                                     DVSData_AllocFn alloc, DVSData_FreeFn release) {
+  if (!tree || !alloc || !release) return ZOR_BAD_PARAM;
+  *tree = nullptr;
+  zor::WireReader body(nullptr, 0);
+  ZOR_ReturnStatus status = zor::OpenBlock(data, len, zor::TREE_MAGIC, &body);
+  if (status != ZOR_OK) return status;
+  DVSData *decoded = nullptr;
+  if ((status = zor::TreeDecode(body, &decoded)) != ZOR_OK) return status;
+  if (body.Remaining() != 0) {
+    zor::TreeFree(decoded);
+    return ZOR_INVALID_DATA;
+  }
+  DVSData *result = NewTreeWith(alloc, release);
+  if (!result) {
+    zor::TreeFree(decoded);
+    return ZOR_NO_MEMORY;
+  }
+  result->nodes.swap(decoded->nodes);
+  result->arena.swap(decoded->arena);
+  for (DVSDataNode &n : result->nodes) n.tree = result;
+  zor::TreeFree(decoded);
+  *tree = result;
+  return ZOR_OK;
+}
+
+void DVSData_Free(DVSData *tree) { zor::TreeFree(tree); }

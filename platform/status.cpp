@@ -1,0 +1,74 @@
+/*
+ * status.cpp --
+ *
+ *    Status texts and the small text utilities of the library.
+ */
+
+#include <string.h>
+
+#include "state/dvslib.h"
+
+namespace {
+
+struct StatusName {
+  ZOR_ReturnStatus status;
+  const char *text;
+};
+
+/* One fixed text per status; docs/statuses.md lists the same table. */
+const StatusName kStatusNames[] = {
+    {ZOR_OK, "Success"},
+    {ZOR_FAILURE, "Failure"},
+    {ZOR_NOT_FOUND, "Not found"},
+    {ZOR_ALREADY_EXISTS, "Already exists"},
+    {ZOR_BAD_PARAM, "Bad parameter"},
+    {ZOR_NO_MEMORY, "Out of memory"},
+    {ZOR_NO_RESOURCES, "Out of resources"},
+    {ZOR_NOT_SUPPORTED, "Not supported"},
+    {ZOR_INVALID_DATA, "Invalid data"},
+    {ZOR_NO_KERNEL, "No kernel switch module on this host"},
+    {ZOR_TIMEOUT, "Kernel channel timed out"},
+    {ZOR_CHANNEL_ERROR, "Kernel channel error"},
+    {ZOR_NOT_A_CONFIG, "Not a switch configuration"},
+    {ZOR_BAD_VERSION, "Unsupported configuration format version"},
+    {ZOR_TRUNCATED, "Truncated data"},
+    {ZOR_BAD_CHECKSUM, "Checksum mismatch"},
+    {ZOR_IO_ERROR, "I/O error"},
+    {ZOR_TOO_LARGE, "Too large"},
+    {ZOR_PERMISSION_DENIED, "Permission denied"},
+};
+
+}  // namespace
+
+const char *ZOR_ReturnStatusToString(ZOR_ReturnStatus status) {
+  for (const StatusName &s : kStatusNames) {
+    if (s.status == status) return s.text;
+  }
+  return "Unknown status";
+}
+
+ZOR_ReturnStatus FeatureState_Init(void) { return ZOR_OK; }
+
+void Str_Strcpy(char *dst, const char *src, size_t dstSize) {
+  if (!dst || dstSize == 0) return;
+  size_t n = src ? strnlen(src, dstSize - 1) : 0;
+  if (n) memcpy(dst, src, n);
+  dst[n] = '\0';
+}
+
+void Str_Strcat(char *dst, const char *src, size_t dstSize) {
+  if (!dst || dstSize == 0 || !src) return;
+  size_t used = strnlen(dst, dstSize);
+  if (used >= dstSize) return; /* not terminated within dstSize: leave it alone */
+  size_t n = strnlen(src, dstSize - 1 - used);
+  memcpy(dst + used, src, n);
+  dst[used + n] = '\0';
+}
+
+bool Unicode_CopyBytes(void *dst, const char *src, size_t size, int, int) {
+  if (!dst || !src) return false;
+  size_t n = strlen(src);
+  if (n >= size) return false;
+  memcpy(dst, src, n + 1);
+  return true;
+}

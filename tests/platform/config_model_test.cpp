@@ -1,0 +1,332 @@
+// Tests of the emulated library's configuration state: data trees, the
+// configuration model, serialisation round trips and the refusal of
+// damaged blocks.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "core/config_model.h"
+#include "core/data_tree.h"
+#include "state/dvslib.h"
+
+namespace {
+
+const char *kSw = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
+
+std::vector<std::string> Names(DVSData *tree) {
+  std::vector<std::string> out;
+  for (DVSDataNode &n : tree->nodes) out.emplace_back(DVSData_Name(&n));
+  return out;
+}
+
+std::string Value(DVSData *tree, const char *name) {
+  DVSDataNode *node = nullptr;
+  if (DVSData_Lookup(tree, name, &node) != ZOR_OK) return "<absent>";
+  void *data = nullptr;
+  uint32_t len = DVSData_Data(node, &data);
+  return std::string(static_cast<char *>(data), len);
+}
+
+// Serialises a model into a std::string for tampering.
+std::string Blob(const zor::ConfigModel &m, bool persistentOnly = false) {
+  zor::ByteBuf out;
+  EXPECT_EQ(m.Serialize(&out, persistentOnly), ZOR_OK);
+  return std::string(reinterpret_cast<char *>(out.Data()), out.Size());
+}
+
+void BuildSample(zor::ConfigModel &m) {
+  ASSERT_EQ(m.AddSwitch(kSw, "etherswitch", 64, 6), ZOR_OK);
+  ASSERT_EQ(m.AddSwitch("second", "vswitch", 8, 100), ZOR_OK);
+  DVSData *global = nullptr;
+  ASSERT_EQ(m.ListFor(kSw, 1, nullptr, &global), ZOR_OK);
+  zor::TreeSet(global, zor::ALIAS_KEY, "dvs0", 5, PROP_CONFIG);
+  zor::TreeSet(global, "volatileThing", "x", 1, PROP_VOLATILE);
+  for (const char *port : {"7", "3", "uplink1"}) {
+    DVSData *tree = zor::TreeNew();
+    zor::TreeSet(tree, "com.corvane.common.port.alias", port, strlen(port) + 1, PROP_CONFIG);
+    zor::TreeSet(tree, "empty", "", 0, PROP_CONFIG);
+    ASSERT_EQ(m.AddPort(kSw, port, tree), ZOR_OK);
+  }
+}
+
+TEST(DataTree, KeepsInsertionOrderAndPlaceOnReplace) {
+  DVSData *tree = nullptr;
+  ASSERT_EQ(DVSData_Alloc(&tree, malloc, free), ZOR_OK);
+  uint32_t one = 1;
+  EXPECT_EQ(DVSData_Update(tree, "b", &one, 4, PROP_CONFIG), ZOR_OK);
+  EXPECT_EQ(DVSData_Update(tree, "a", "text", 5, PROP_CONFIG), ZOR_OK);
+  EXPECT_EQ(DVSData_Update(tree, "c", "", 0, PROP_RUNTIME), ZOR_OK);
+  // A replacement of another length keeps the node's place and flags word.
+  EXPECT_EQ(DVSData_Update(tree, "b", "longer value", 13, PROP_VOLATILE), ZOR_OK);
+  EXPECT_EQ(Names(tree), (std::vector<std::string>{"b", "a", "c"}));
+  EXPECT_EQ(Value(tree, "b"), std::string("longer value", 13));
+  DVSDataNode *node = nullptr;
+  ASSERT_EQ(DVSData_Lookup(tree, "b", &node), ZOR_OK);
+  EXPECT_EQ(DVSData_PropType(node), PROP_VOLATILE);
+  // A zero-length value is a value.
+  EXPECT_EQ(Value(tree, "c"), "");
+  EXPECT_EQ(DVSData_Lookup(tree, "missing", &node), ZOR_NOT_FOUND);
+  EXPECT_EQ(zor::TreeRemove(tree, "a"), ZOR_OK);
+  EXPECT_EQ(zor::TreeRemove(tree, "a"), ZOR_NOT_FOUND);
+  EXPECT_EQ(Names(tree), (std::vector<std::string>{"b", "c"}));
+  DVSData_Free(tree);
+}
+
+TEST(DataTree, RefusesBadNamesAndValues) {
+  DVSData *tree = zor::TreeNew();
+  EXPECT_EQ(DVSData_Update(tree, "", "x", 1, 0), ZOR_BAD_PARAM);
+  EXPECT_EQ(DVSData_Update(tree, std::string(2000, 'k').c_str(), "x", 1, 0), ZOR_BAD_PARAM);
+  EXPECT_EQ(DVSData_Update(tree, "k", nullptr, 3, 0), ZOR_BAD_PARAM);
+  EXPECT_TRUE(tree->nodes.empty());
+  zor::TreeFree(tree);
+}
+
+TEST(DataTree, ArenaStaysBoundedUnderRepeatedReplacement) {
+  DVSData *tree = zor::TreeNew();
+  std::string big(1000, 'v');
+  for (int i = 0; i < 10000; i++) {
+    ASSERT_EQ(zor::TreeSet(tree, "key", big.data(), 500 + (i % 2), 0), ZOR_OK);
+  }
+  EXPECT_LT(tree->arena.size(), 16384u);
+  EXPECT_EQ(Value(tree, "key"), big.substr(0, 501));
+  zor::TreeFree(tree);
+}
+
+TEST(DataTree, SerialiseRoundTripAndDamage) {
+  DVSData *tree = zor::TreeNew();
+  uint32_t arr[4] = {2, 3, 4, 5};
+  zor::TreeSet(tree, "name", "value", 6, PROP_CONFIG);
+  zor::TreeSet(tree, "array", arr, sizeof arr, PROP_CONFIG | PROP_NO_SYNC);
+  void *blob = nullptr;
+  uint32_t len = 0;
+  ASSERT_EQ(DVSData_Serialize(tree, &blob, &len, 4), ZOR_OK);
+  EXPECT_EQ(DVSData_Serialize(tree, &blob, &len, 3), ZOR_NOT_SUPPORTED);
+  DVSData *back = nullptr;
+  ASSERT_EQ(DVSData_Deserialize(&back, blob, len, malloc, free), ZOR_OK);
+  EXPECT_EQ(Names(back), (std::vector<std::string>{"name", "array"}));
+  EXPECT_EQ(Value(back, "array"), std::string(reinterpret_cast<char *>(arr), sizeof arr));
+  DVSDataNode *node = nullptr;
+  DVSData_Lookup(back, "array", &node);
+  EXPECT_EQ(DVSData_PropType(node), PROP_CONFIG | PROP_NO_SYNC);
+  DVSData_Free(back);
+
+  // Every truncation is refused, never read past.
+  for (uint32_t cut = 0; cut < len; cut++) {
+    EXPECT_NE(DVSData_Deserialize(&back, blob, cut, malloc, free), ZOR_OK) << cut;
+    EXPECT_EQ(back, nullptr);
+  }
+  // A flipped bit anywhere in the body fails the checksum.
+  std::string copy(static_cast<char *>(blob), len);
+  copy[len - 1] ^= 0x01;
+  EXPECT_EQ(DVSData_Deserialize(&back, copy.data(), len, malloc, free), ZOR_BAD_CHECKSUM);
+  // A configuration block is not a tree block.
+  zor::ConfigModel m;
+  std::string cfg = Blob(m);
+  EXPECT_EQ(DVSData_Deserialize(&back, cfg.data(), static_cast<uint32_t>(cfg.size()), malloc,
+                                free),
+            ZOR_NOT_A_CONFIG);
+  free(blob);
+  zor::TreeFree(tree);
+}
+
+TEST(ConfigModel, ObjectsAndStatuses) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  EXPECT_EQ(m.AddSwitch(kSw, "cswitch", 1, 1), ZOR_ALREADY_EXISTS);
+  EXPECT_EQ(m.AddPort(kSw, "7", nullptr), ZOR_ALREADY_EXISTS);
+  EXPECT_EQ(m.AddPort("nosuch", "1", nullptr), ZOR_NOT_FOUND);
+  EXPECT_EQ(m.AddPort(kSw, "", nullptr), ZOR_BAD_PARAM);
+  EXPECT_EQ(m.AddPort(kSw, std::string(81, 'p').c_str(), nullptr), ZOR_BAD_PARAM);
+  EXPECT_EQ(m.AddPort(kSw, std::string(80, 'p').c_str(), nullptr), ZOR_OK);
+  EXPECT_EQ(m.AddSwitch(std::string(64, 'i').c_str(), "x", 1, 1), ZOR_BAD_PARAM);
+  EXPECT_EQ(m.RemovePort(kSw, "nosuch"), ZOR_NOT_FOUND);
+  EXPECT_EQ(m.RemoveSwitch("nosuch"), ZOR_NOT_FOUND);
+
+  zor::PortObj *p = m.FindPort(kSw, "3");
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(p->state, DVS_PORT_STATE_NORMAL);
+  EXPECT_STREQ(p->name, "3");
+  EXPECT_EQ(p->dvs, m.FindSwitch(kSw));
+  ASSERT_EQ(m.RemovePort(kSw, "3"), ZOR_OK);
+  EXPECT_EQ(m.FindPort(kSw, "3"), nullptr);
+  EXPECT_NE(m.FindPort(kSw, "uplink1"), nullptr);
+}
+
+TEST(ConfigModel, AliasFollowsTheCurrentGlobalValue) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  EXPECT_EQ(m.FindSwitchByAlias("dvs0"), m.FindSwitch(kSw));
+  EXPECT_EQ(m.FindSwitchByAlias("dvs"), nullptr);
+  DVSData *global = nullptr;
+  m.ListFor(kSw, 1, nullptr, &global);
+  zor::TreeSet(global, zor::ALIAS_KEY, "renamed", 8, PROP_CONFIG);
+  EXPECT_EQ(m.FindSwitchByAlias("dvs0"), nullptr);
+  EXPECT_EQ(m.FindSwitchByAlias("renamed"), m.FindSwitch(kSw));
+}
+
+TEST(ConfigModel, RoundTripKeepsEverythingInOrder) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  m.FindPort(kSw, "3")->state = DVS_PORT_STATE_LOCAL_CACHE;
+  std::string blob = Blob(m);
+
+  zor::ConfigModel back;
+  ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
+  EXPECT_EQ(Blob(back), blob);
+  ASSERT_EQ(back.Switches().size(), 2u);
+  const zor::SwitchObj &s = *back.Switches()[0];
+  EXPECT_STREQ(s.id, kSw);
+  EXPECT_STREQ(s.className, "etherswitch");
+  EXPECT_EQ(s.maxPorts, 64);
+  EXPECT_EQ(s.version, 6u);
+  EXPECT_EQ(back.Switches()[1]->version, 100u);
+  std::vector<std::string> ports;
+  for (const auto &p : s.ports) ports.emplace_back(p->name);
+  EXPECT_EQ(ports, (std::vector<std::string>{"7", "3", "uplink1"}));
+  EXPECT_EQ(s.ports[1]->state, DVS_PORT_STATE_LOCAL_CACHE);
+  EXPECT_EQ(Value(s.ports[0]->data, "empty"), "");
+
+  // Loading into a state that is not empty replaces it.
+  ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
+  EXPECT_EQ(back.Switches().size(), 2u);
+}
+
+TEST(ConfigModel, PersistentFormLeavesOutVolatileAndNoPersist) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  uint8_t one = 1;
+  DVSData *global = nullptr;
+  m.ListFor("second", 1, nullptr, &global);
+  zor::TreeSet(global, zor::NOPERSIST_KEY, &one, 1, PROP_VOLATILE);
+  std::string blob = Blob(m, true);
+  zor::ConfigModel back;
+  ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
+  ASSERT_EQ(back.Switches().size(), 1u);
+  EXPECT_EQ(Names(back.Switches()[0]->global), (std::vector<std::string>{zor::ALIAS_KEY}));
+}
+
+// Every damaged block is refused with a status and leaves the loaded
+// configuration exactly as it was.
+TEST(ConfigModel, DamagedBlocksAreRefusedWhole) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  std::string blob = Blob(m);
+  zor::ConfigModel target;
+  target.AddSwitch("keep", "cswitch", 1, 6);
+  std::string before = Blob(target);
+  auto load = [&](const std::string &b) {
+    return target.Deserialize(b.data(), static_cast<uint32_t>(b.size()));
+  };
+
+  for (size_t cut = 0; cut < blob.size(); cut++) {
+    ZOR_ReturnStatus st = load(blob.substr(0, cut));
+    EXPECT_TRUE(st == ZOR_TRUNCATED || st == ZOR_NOT_A_CONFIG) << cut << " " << std::hex << st;
+  }
+  std::string bad = blob;
+  bad[0] = 'X';
+  EXPECT_EQ(load(bad), ZOR_NOT_A_CONFIG);
+  bad = blob;
+  bad[4] = 2;
+  EXPECT_EQ(load(bad), ZOR_BAD_VERSION);
+  bad = blob;
+  bad[blob.size() / 2] ^= 0x40;
+  EXPECT_EQ(load(bad), ZOR_BAD_CHECKSUM);
+  EXPECT_EQ(load(blob + "x"), ZOR_INVALID_DATA);
+  EXPECT_EQ(load("ZCFG"), ZOR_TRUNCATED);
+  EXPECT_EQ(load(""), ZOR_TRUNCATED);
+  EXPECT_EQ(Blob(target), before);
+}
+
+// Bodies that pass the checksum but lie about their contents: counts
+// beyond the data, duplicate names, NULs inside names.
+TEST(ConfigModel, ConsistentChecksumWithBadBodyIsRefused) {
+  auto seal = [](const std::string &body) {
+    zor::ByteBuf out;
+    zor::WireWriter w(&out);
+    zor::BeginBlock(w, zor::CONFIG_MAGIC);
+    w.Bytes(body.data(), body.size());
+    zor::FinishBlock(&out, 0);
+    return std::string(reinterpret_cast<char *>(out.Data()), out.Size());
+  };
+  auto body = [](auto fill) {
+    zor::ByteBuf b;
+    zor::WireWriter w(&b);
+    fill(w);
+    return std::string(reinterpret_cast<char *>(b.Data()), b.Size());
+  };
+  auto emptyTree = [](zor::WireWriter &w) { w.U32(0); };
+  auto sw = [&](zor::WireWriter &w, const std::string &id) {
+    w.U16(static_cast<uint16_t>(id.size()));
+    w.Bytes(id.data(), id.size());
+    w.U16(0);
+    w.U32(1);
+    w.U32(6);
+    emptyTree(w);
+    emptyTree(w);
+  };
+  zor::ConfigModel m;
+  auto load = [&](const std::string &b) {
+    std::string sealed = seal(b);
+    return m.Deserialize(sealed.data(), static_cast<uint32_t>(sealed.size()));
+  };
+  EXPECT_EQ(load(body([](zor::WireWriter &w) { w.U32(0xffffffffu); })), ZOR_TRUNCATED);
+  EXPECT_EQ(load(body([&](zor::WireWriter &w) {
+              w.U32(2);
+              sw(w, "a");
+              w.U32(0);
+              sw(w, "a");
+              w.U32(0);
+            })),
+            ZOR_INVALID_DATA);
+  EXPECT_EQ(load(body([&](zor::WireWriter &w) {
+              w.U32(1);
+              sw(w, std::string("a\0b", 3));
+              w.U32(0);
+            })),
+            ZOR_INVALID_DATA);
+  EXPECT_EQ(load(body([&](zor::WireWriter &w) {
+              w.U32(1);
+              sw(w, "a");
+              w.U32(2);
+              for (int i = 0; i < 2; i++) {
+                w.U16(1);
+                w.Bytes("p", 1);
+                w.U32(1);
+                emptyTree(w);
+              }
+            })),
+            ZOR_INVALID_DATA);
+  EXPECT_EQ(load(body([&](zor::WireWriter &w) {
+              w.U32(1);
+              sw(w, "a");
+              w.U32(1);
+              w.U16(1);
+              w.Bytes("p", 1);
+              w.U32(1);
+              w.U32(2);
+              for (int i = 0; i < 2; i++) {
+                w.U32(0);
+                w.U16(1);
+                w.Bytes("k", 1);
+                w.U32(0);
+              }
+            })),
+            ZOR_INVALID_DATA);
+  EXPECT_TRUE(m.Empty());
+}
+
+TEST(Checksum, HardwareAndTableAgree) {
+  std::string data;
+  for (int i = 0; i < 1000; i++) data.push_back(static_cast<char>(i * 131 + 7));
+  for (size_t n : {0, 1, 7, 8, 9, 63, 1000}) {
+    EXPECT_EQ(zor::Crc32(data.data(), n), zor::Crc32Software(data.data(), n)) << n;
+  }
+  // The standard check value of CRC-32C.
+  EXPECT_EQ(zor::Crc32("123456789", 9), 0xe3069283u);
+}
+
+}  // namespace
