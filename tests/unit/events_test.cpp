@@ -1,0 +1,217 @@
+/*
+ * events_test.cpp --
+ *
+ *    The listener's printing of one event message, the event type names,
+ *    the reading of a switch ID text and the poster's failure message.
+ *    Messages come from DVSEvent_Alloc, which sizes each block to its data,
+ *    so the sanitizer build catches a read past the data.
+ */
+
+#include "events/events.h"
+
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct MsgDeleter {
+  void operator()(DVSEventMsg *msg) const { DVSEvent_Free(msg); }
+};
+using MsgPtr = std::unique_ptr<DVSEventMsg, MsgDeleter>;
+
+const uint8_t kSwitchId[16] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                               0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
+#define SWITCH_TEXT "dvswitch 00 11 22 33 44 55 66 77-88 99 aa bb cc dd ee ff"
+
+MsgPtr Message(uint32_t type, const char *port, const std::vector<uint8_t> &data) {
+  return MsgPtr(DVSEvent_Alloc(type, kSwitchId, port, data.empty() ? nullptr : data.data(),
+                               static_cast<uint32_t>(data.size())));
+}
+
+std::vector<uint8_t> TextData(const char *text) {
+  return std::vector<uint8_t>(text, text + strlen(text) + 1);
+}
+
+std::string Printed(const DVSEventMsg *msg) {
+  testing::internal::CaptureStdout();
+  Event_PrintMsg(msg);
+  return testing::internal::GetCapturedStdout();
+}
+
+// ---------------------------------------------------------------------------
+// Event_PrintMsg
+
+struct PrintCase {
+  const char *what;
+  uint32_t type;
+  const char *port;
+  std::vector<uint8_t> data;
+  const char *output;
+};
+
+TEST(EventPrintMsg, PrintsEachKindOfEvent) {
+  const PrintCase cases[] = {
+      {"host status ends after the switch",
+       8,
+       "portX",
+       {},
+       "received dvs event HostStatus change: " SWITCH_TEXT "\n"},
+      {"dynamic event", 11, "portX", TextData("evt-1"),
+       "received dvs event DVS Dynamic Event: " SWITCH_TEXT " dynamic event id: evt-1\n"},
+      {"port dynamic event", 12, "12", TextData("evt-2"),
+       "received dvs event DVS Port Dynamic Event: " SWITCH_TEXT
+       " dvport 12, dynamic event id: evt-2\n"},
+      {"type 0 is a port event",
+       0,
+       "3",
+       {5, 0, 0, 0},
+       "received dvs event unknown: " SWITCH_TEXT " dvport 3 (type 5)\n"},
+      {"type 13 is a port event",
+       13,
+       "3",
+       {5, 0, 0, 0},
+       "received dvs event unknown: " SWITCH_TEXT " dvport 3 (type 5)\n"},
+      {"data word is little-endian",
+       5,
+       "7",
+       {0x01, 0x02, 0x03, 0x04, 0xff},
+       "received dvs event TRANSITION: " SWITCH_TEXT " dvport 7 (type 67305985)\n"},
+      {"largest data word",
+       1,
+       "7",
+       {0xff, 0xff, 0xff, 0xff},
+       "received dvs event LINKUP: " SWITCH_TEXT " dvport 7 (type 4294967295)\n"},
+      {"three data bytes print 0",
+       2,
+       "7",
+       {9, 9, 9},
+       "received dvs event LINKDOWN: " SWITCH_TEXT " dvport 7 (type 0)\n"},
+      {"no data prints 0",
+       23,
+       "uplink1",
+       {},
+       "received dvs event unknown: " SWITCH_TEXT " dvport uplink1 (type 0)\n"},
+      {"dynamic event without data",
+       11,
+       "portX",
+       {},
+       "received dvs event DVS Dynamic Event: " SWITCH_TEXT " dynamic event id: \n"},
+  };
+  for (const auto &c : cases) {
+    MsgPtr msg = Message(c.type, c.port, c.data);
+    ASSERT_NE(msg, nullptr) << c.what;
+    EXPECT_EQ(Printed(msg.get()), c.output) << c.what;
+  }
+}
+
+TEST(EventPrintMsg, StopsAtTheEndOfUnterminatedFields) {
+  // A message as it might arrive from outside: no NUL in its text fields.
+  DVSEventMsg msg;
+  memset(&msg, 0, sizeof msg);
+  msg.type = 12;
+  memcpy(msg.dvsUuid, kSwitchId, sizeof kSwitchId);
+  memset(msg.eventId, 'e', sizeof msg.eventId);
+  memset(msg.portId, 'p', sizeof msg.portId);
+  memset(msg.pad, 'z', sizeof msg.pad);
+  const std::string expected = "received dvs event DVS Port Dynamic Event: " SWITCH_TEXT
+                               " dvport " +
+                               std::string(sizeof msg.portId, 'p') +
+                               ", dynamic event id: " + std::string(sizeof msg.eventId, 'e') + "\n";
+  EXPECT_EQ(Printed(&msg), expected);
+}
+
+TEST(EventPrintMsg, NoMessagePrintsNothing) {
+  EXPECT_EQ(Printed(nullptr), "");
+}
+
+// ---------------------------------------------------------------------------
+// Event_TypeName
+
+TEST(EventTypeName, NamesTypesOneToTwelve) {
+  const char *const names[] = {"unknown",
+                               "LINKUP",
+                               "LINKDOWN",
+                               "ADD",
+                               "REMOVE",
+                               "TRANSITION",
+                               "BLOCK",
+                               "UNBLOCK",
+                               "HostStatus change",
+                               "ENTER_PASSTHRU",
+                               "EXIT_PASSTHRU",
+                               "DVS Dynamic Event",
+                               "DVS Port Dynamic Event"};
+  for (uint32_t type = 0; type < std::size(names); type++) {
+    EXPECT_STREQ(Event_TypeName(type), names[type]) << "type " << type;
+  }
+  for (uint32_t type : {13u, 22u, 23u, 0x7fffffffu, 0xffffffffu}) {
+    EXPECT_STREQ(Event_TypeName(type), "unknown") << "type " << type;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Event_SwitchIdFromText
+
+struct IdCase {
+  const char *what;
+  const char *text;
+  uint8_t id[16];
+};
+
+TEST(EventSwitchIdFromText, ReadsThePrintedForm) {
+  const IdCase cases[] = {
+      {"printed form",
+       "00 11 22 33 44 55 66 77-88 99 aa bb cc dd ee ff",
+       {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee,
+        0xff}},
+      {"upper case and single digits",
+       "A B C D E F 1 2-3 4 5 6 7 8 9 0",
+       {0xa, 0xb, 0xc, 0xd, 0xe, 0xf, 1, 2, 3, 4, 5, 6, 7, 8, 9, 0}},
+      {"long numbers keep their low 8 bits",
+       "123 fff 0x10 00 00 00 00 00-00 00 00 00 00 00 00 01",
+       {0x23, 0xff, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}},
+      {"short text leaves the rest",
+       "aa bb",
+       {0xaa, 0xbb, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a,
+        0x5a}},
+      {"stops at the first non-number",
+       "01 02 zz 04",
+       {1, 2, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a}},
+      {"empty text",
+       "",
+       {0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a, 0x5a,
+        0x5a}},
+  };
+  for (const auto &c : cases) {
+    // A copy sized to the text, so that a read past its NUL is caught.
+    std::vector<char> text(c.text, c.text + strlen(c.text) + 1);
+    uint8_t id[16];
+    memset(id, 0x5a, sizeof id);
+    Event_SwitchIdFromText(text.data(), id);
+    EXPECT_EQ(memcmp(id, c.id, sizeof id), 0) << c.what;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Event_Post
+
+TEST(EventPost, ReportsAFailedPostOnStandardOutput) {
+  // This host has no kernel switch module, so the post itself fails.
+  MsgPtr probe = Message(5, "12", {});
+  ASSERT_NE(probe, nullptr);
+  const ZOR_ReturnStatus status = DVSEvent_PostMsg(probe.get());
+  ASSERT_NE(status, ZOR_OK);
+  const std::string expected =
+      std::string("failed to post dvs event: ") + ZOR_ReturnStatusToString(status) + "\n";
+
+  testing::internal::CaptureStdout();
+  Event_Post(5, "00 11 22 33 44 55 66 77-88 99 aa bb cc dd ee ff", "12", nullptr, 0);
+  Event_Post(22, nullptr, nullptr, nullptr, 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), expected + expected);
+}
+
+}  // namespace
