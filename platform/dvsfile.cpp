@@ -26,6 +26,7 @@
 
 #include <string>
 
+#include "core/wire.h"
 #include "state/dvslib.h"
 
 namespace {
@@ -127,7 +128,7 @@ ZOR_ReturnStatus DVSFile_ReadClassical(const char *path, void **data, uint32_t *
     return ZOR_TOO_LARGE;
   }
   size_t size = static_cast<size_t>(st.st_size);
-  uint8_t *buf = static_cast<uint8_t *>(malloc(size ? size : 1));
+  uint8_t *buf = static_cast<uint8_t *>(zor::BigAlloc(size));
   if (!buf) {
     close(fd);
     return ZOR_NO_MEMORY;

@@ -13,9 +13,14 @@
 
 namespace {
 
+/*
+ * The process's configuration state. It is never destroyed: the process
+ * ends right after its command, and freeing every object at exit would only
+ * cost time.
+ */
 zor::ConfigModel &State() {
-  static zor::ConfigModel state;
-  return state;
+  static zor::ConfigModel *state = new zor::ConfigModel;
+  return *state;
 }
 
 zor::SwitchObj *AsSwitch(DVSSwitch *h) { return static_cast<zor::SwitchObj *>(h); }
@@ -35,11 +40,26 @@ ZOR_ReturnStatus ListClear(int which, const char *sw, const char *key) {
   return status == ZOR_OK ? zor::TreeRemove(list, key) : status;
 }
 
+/*
+ * Visits the properties of a list. A list that is still a view of the
+ * loaded bytes is decoded into a scratch tree for the walk and stays a
+ * view, so that listing a whole configuration holds one decoded list at a
+ * time. Nodes are valid only during the visitor call.
+ */
 void ListForEach(DVSData *list, DVSState_PropVisitor visitor, void *context) {
   if (!list || !visitor) return;
-  for (size_t i = 0; i < list->nodes.size(); i++) {
-    if (visitor(&list->nodes[i], context) != 0) break;
+  DVSData *walk = list;
+  if (list->image) {
+    walk = zor::TreeFromImage(list->image, list->imageLen);
+    if (!walk || !zor::TreeMaterialize(walk)) {
+      zor::TreeFree(walk);
+      return;
+    }
   }
+  for (size_t i = 0; i < walk->nodes.size(); i++) {
+    if (visitor(&walk->nodes[i], context) != 0) break;
+  }
+  if (walk != list) zor::TreeFree(walk);
 }
 
 constexpr int kGlobal = 1;

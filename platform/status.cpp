@@ -6,6 +6,7 @@
 
 #include <string.h>
 
+#include "core/wire.h"
 #include "state/dvslib.h"
 
 namespace {
@@ -47,7 +48,11 @@ const char *ZOR_ReturnStatusToString(ZOR_ReturnStatus status) {
   return "Unknown status";
 }
 
-ZOR_ReturnStatus FeatureState_Init(void) { return ZOR_OK; }
+/* Called once at process start: sets the allocator up for large configurations. */
+ZOR_ReturnStatus FeatureState_Init(void) {
+  zor::TuneAllocator();
+  return ZOR_OK;
+}
 
 void Str_Strcpy(char *dst, const char *src, size_t dstSize) {
   if (!dst || dstSize == 0) return;

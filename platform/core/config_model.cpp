@@ -17,6 +17,7 @@
 
 #include "config_model.h"
 
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -100,60 +101,91 @@ ZOR_ReturnStatus OpenBlock(const void *data, uint32_t len, uint32_t magic, WireR
   return ZOR_OK;
 }
 
+namespace {
+
+/* The switches of a body, read from image; nothing is kept on failure. */
+ZOR_ReturnStatus ReadSwitches(WireReader &r, std::vector<std::unique_ptr<SwitchObj>> *out) {
+  std::vector<std::unique_ptr<SwitchObj>> &loaded = *out;
+  ZOR_ReturnStatus status;
+  const uint8_t *list = nullptr;
+  uint32_t listLen = 0;
+  uint32_t switchCount = r.U32();
+  if (!r.Ok()) return ZOR_TRUNCATED;
+  /* A switch takes at least 25 bytes: a count the data cannot hold is refused early. */
+  if (switchCount > r.Remaining() / 25) return ZOR_TRUNCATED;
+  loaded.reserve(switchCount);
+  for (uint32_t i = 0; i < switchCount; i++) {
+    auto s = std::make_unique<SwitchObj>();
+    std::string_view id = r.Bytes(r.U16());
+    std::string_view cls = r.Bytes(r.U16());
+    s->maxPorts = static_cast<int32_t>(r.U32());
+    s->version = r.U32();
+    if (!r.Ok()) return ZOR_TRUNCATED;
+    if (!ValidText(id, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN ||
+        cls.find('\0') != std::string_view::npos) {
+      return ZOR_INVALID_DATA;
+    }
+    for (const auto &other : loaded) {
+      if (other->Id() == id) return ZOR_INVALID_DATA;
+    }
+    CopyField(s->id, sizeof s->id, id);
+    CopyField(s->className, sizeof s->className, cls);
+    if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) return status;
+    if (!(s->global = TreeFromImage(list, listLen))) return ZOR_NO_MEMORY;
+    if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) return status;
+    if (!(s->host = TreeFromImage(list, listLen))) return ZOR_NO_MEMORY;
+    uint32_t portCount = r.U32();
+    if (!r.Ok()) return ZOR_TRUNCATED;
+    /* A port takes at least 11 bytes. */
+    if (portCount > r.Remaining() / 11) return ZOR_TRUNCATED;
+    s->ports.reserve(portCount);
+    s->portIndex.reserve(portCount);
+    for (uint32_t j = 0; j < portCount; j++) {
+      auto p = std::make_unique<PortObj>();
+      std::string_view name = r.Bytes(r.U16());
+      p->state = r.U32();
+      if (!r.Ok()) return ZOR_TRUNCATED;
+      if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
+      CopyField(p->name, sizeof p->name, name);
+      if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) return status;
+      if (!(p->data = TreeFromImage(list, listLen))) return ZOR_NO_MEMORY;
+      p->dvs = s.get();
+      if (!s->portIndex.emplace(p->Name(), p.get()).second) return ZOR_INVALID_DATA;
+      s->ports.push_back(std::move(p));
+    }
+    loaded.push_back(std::move(s));
+  }
+  if (r.Remaining() != 0) return ZOR_INVALID_DATA;
+  return ZOR_OK;
+}
+
+}  // namespace
+
 ZOR_ReturnStatus ConfigModel::Deserialize(const void *data, uint32_t len) {
-  WireReader r(nullptr, 0);
-  ZOR_ReturnStatus status = OpenBlock(data, len, CONFIG_MAGIC, &r);
+  WireReader body(nullptr, 0);
+  ZOR_ReturnStatus status = OpenBlock(data, len, CONFIG_MAGIC, &body);
   if (status != ZOR_OK) return status;
 
+  /* The trees view a private copy of the body, so the caller may free its block. */
+  size_t bodyLen = body.Remaining();
+  uint8_t *image = static_cast<uint8_t *>(BigAlloc(bodyLen));
+  if (!image) return ZOR_NO_MEMORY;
+  memcpy(image, body.Position(), bodyLen);
+  WireReader r(image, bodyLen);
   std::vector<std::unique_ptr<SwitchObj>> loaded;
   try {
-    uint32_t switchCount = r.U32();
-    if (!r.Ok()) return ZOR_TRUNCATED;
-    /* A switch takes at least 25 bytes: a count the data cannot hold is refused early. */
-    if (switchCount > r.Remaining() / 25) return ZOR_TRUNCATED;
-    loaded.reserve(switchCount);
-    for (uint32_t i = 0; i < switchCount; i++) {
-      auto s = std::make_unique<SwitchObj>();
-      std::string_view id = r.Bytes(r.U16());
-      std::string_view cls = r.Bytes(r.U16());
-      s->maxPorts = static_cast<int32_t>(r.U32());
-      s->version = r.U32();
-      if (!r.Ok()) return ZOR_TRUNCATED;
-      if (!ValidText(id, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN ||
-          cls.find('\0') != std::string_view::npos) {
-        return ZOR_INVALID_DATA;
-      }
-      for (const auto &other : loaded) {
-        if (other->Id() == id) return ZOR_INVALID_DATA;
-      }
-      CopyField(s->id, sizeof s->id, id);
-      CopyField(s->className, sizeof s->className, cls);
-      if ((status = TreeDecode(r, &s->global)) != ZOR_OK) return status;
-      if ((status = TreeDecode(r, &s->host)) != ZOR_OK) return status;
-      uint32_t portCount = r.U32();
-      if (!r.Ok()) return ZOR_TRUNCATED;
-      if (portCount > r.Remaining() / 10) return ZOR_TRUNCATED;
-      s->ports.reserve(portCount);
-      s->portIndex.reserve(portCount);
-      for (uint32_t j = 0; j < portCount; j++) {
-        auto p = std::make_unique<PortObj>();
-        std::string_view name = r.Bytes(r.U16());
-        p->state = r.U32();
-        if (!r.Ok()) return ZOR_TRUNCATED;
-        if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
-        CopyField(p->name, sizeof p->name, name);
-        if ((status = TreeDecode(r, &p->data)) != ZOR_OK) return status;
-        p->dvs = s.get();
-        if (!s->portIndex.emplace(p->Name(), p.get()).second) return ZOR_INVALID_DATA;
-        s->ports.push_back(std::move(p));
-      }
-      loaded.push_back(std::move(s));
-    }
-    if (r.Remaining() != 0) return ZOR_INVALID_DATA;
+    status = ReadSwitches(r, &loaded);
   } catch (const std::bad_alloc &) {
-    return ZOR_NO_MEMORY;
+    status = ZOR_NO_MEMORY;
   }
+  if (status != ZOR_OK) {
+    loaded.clear();
+    free(image);
+    return status;
+  }
+  Reset();
   switches_.swap(loaded);
+  image_ = image;
   return ZOR_OK;
 }
 
@@ -200,7 +232,11 @@ ZOR_ReturnStatus ConfigModel::Serialize(ByteBuf *out, bool persistentOnly) const
   return ZOR_OK;
 }
 
-void ConfigModel::Reset() { switches_.clear(); }
+void ConfigModel::Reset() {
+  switches_.clear();
+  free(image_);
+  image_ = nullptr;
+}
 
 SwitchObj *ConfigModel::FindSwitch(std::string_view id) const {
   for (const auto &s : switches_) {

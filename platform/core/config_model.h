@@ -67,6 +67,7 @@ struct SwitchObj : DVSSwitch {
 class ConfigModel {
  public:
   ConfigModel() = default;
+  ~ConfigModel() { Reset(); }
   ConfigModel(const ConfigModel &) = delete;
   ConfigModel &operator=(const ConfigModel &) = delete;
 
@@ -108,6 +109,8 @@ class ConfigModel {
 
  private:
   std::vector<std::unique_ptr<SwitchObj>> switches_;
+  /* The body of the last loaded block; untouched trees are views into it. */
+  uint8_t *image_ = nullptr;
 };
 
 /* Serialised configuration header: magic "ZCFG", u16 version, u16 0, u32 length, u32 CRC. */

@@ -17,6 +17,9 @@ namespace zor {
 
 namespace {
 
+/* Bytes of one encoded node besides its name and value. */
+constexpr uint32_t kNodeOverhead = 4 + 2 + 4;
+
 /*
  * Compacts the arena once most of it is garbage, so that a long-lived tree
  * (the daemon's) does not grow with every replaced value.
@@ -41,6 +44,26 @@ bool ArenaFits(const DVSData *tree, size_t more) {
   return tree->arena.size() + more <= UINT32_MAX;
 }
 
+/* One node of an encoded list, as a view. */
+struct EncodedNode {
+  int32_t flags;
+  std::string_view name;
+  std::string_view value;
+  std::string_view raw; /* the whole encoded node */
+};
+
+/* Reads the next node of an encoded list the caller knows to be valid or checks itself. */
+EncodedNode ReadNode(WireReader &r) {
+  EncodedNode n;
+  const uint8_t *start = r.Position();
+  n.flags = static_cast<int32_t>(r.U32());
+  n.name = r.Bytes(r.U16());
+  n.value = r.Bytes(r.U32());
+  n.raw = std::string_view(reinterpret_cast<const char *>(start),
+                           static_cast<size_t>(r.Position() - start));
+  return n;
+}
+
 }  // namespace
 
 DVSData *TreeNew() {
@@ -59,9 +82,62 @@ void TreeFree(DVSData *tree) {
   release(tree);
 }
 
+DVSData *TreeFromImage(const uint8_t *list, uint32_t len) {
+  DVSData *tree = TreeNew();
+  if (!tree) return nullptr;
+  tree->image = list;
+  tree->imageLen = len;
+  return tree;
+}
+
+bool TreeMaterialize(DVSData *tree) {
+  if (!tree->image) return true;
+  WireReader r(tree->image, tree->imageLen);
+  uint32_t count = r.U32();
+  try {
+    std::vector<DVSDataNode> nodes;
+    std::string arena;
+    nodes.reserve(count);
+    /* Names gain a NUL each; the counts and lengths are dropped. */
+    arena.reserve(tree->imageLen - 4 - count * (kNodeOverhead - 1));
+    for (uint32_t i = 0; i < count; i++) {
+      EncodedNode e = ReadNode(r);
+      DVSDataNode node{};
+      node.tree = tree;
+      node.nameOff = static_cast<uint32_t>(arena.size());
+      node.nameLen = static_cast<uint32_t>(e.name.size());
+      arena.append(e.name.data(), e.name.size());
+      arena.push_back('\0');
+      node.dataOff = static_cast<uint32_t>(arena.size());
+      node.dataLen = static_cast<uint32_t>(e.value.size());
+      arena.append(e.value.data(), e.value.size());
+      node.flags = e.flags;
+      nodes.push_back(node);
+    }
+    tree->nodes.swap(nodes);
+    tree->arena.swap(arena);
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  tree->image = nullptr;
+  tree->imageLen = 0;
+  tree->garbage = 0;
+  return true;
+}
+
 DVSData *TreeClone(const DVSData *src) {
   DVSData *tree = TreeNew();
   if (!tree) return nullptr;
+  if (src->image) {
+    /* Decode a private copy so that the clone never refers to another model's image. */
+    tree->image = src->image;
+    tree->imageLen = src->imageLen;
+    if (!TreeMaterialize(tree)) {
+      TreeFree(tree);
+      return nullptr;
+    }
+    return tree;
+  }
   try {
     tree->nodes = src->nodes;
     tree->arena = src->arena;
@@ -75,9 +151,10 @@ DVSData *TreeClone(const DVSData *src) {
 }
 
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name) {
+  if (!TreeMaterialize(tree)) return nullptr;
   for (DVSDataNode &n : tree->nodes) {
-    if (n.nameLen == name.size() && memcmp(tree->arena.data() + n.nameOff, name.data(),
-                                           name.size()) == 0) {
+    if (n.nameLen == name.size() &&
+        memcmp(tree->arena.data() + n.nameOff, name.data(), name.size()) == 0) {
       return &n;
     }
   }
@@ -92,6 +169,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
   }
   if (len > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
   if (len && !data) return ZOR_BAD_PARAM;
+  if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
   try {
     DVSDataNode *n = TreeFind(tree, name);
     if (n) {
@@ -129,6 +207,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
 }
 
 ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name) {
+  if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
   DVSDataNode *n = TreeFind(tree, name);
   if (!n) return ZOR_NOT_FOUND;
   tree->garbage += n->nameLen + 1 + n->dataLen;
@@ -138,15 +217,41 @@ ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name) {
 }
 
 size_t TreeEncodedSize(const DVSData *tree, bool skipVolatile) {
+  if (tree->image && !skipVolatile) return tree->imageLen;
   size_t size = 4;
+  if (tree->image) {
+    WireReader r(tree->image, tree->imageLen);
+    for (uint32_t count = r.U32(); count; count--) {
+      EncodedNode e = ReadNode(r);
+      if (!(e.flags & PROP_VOLATILE)) size += e.raw.size();
+    }
+    return size;
+  }
   for (const DVSDataNode &n : tree->nodes) {
     if (skipVolatile && (n.flags & PROP_VOLATILE)) continue;
-    size += 4 + 2 + n.nameLen + 4 + n.dataLen;
+    size += kNodeOverhead + n.nameLen + n.dataLen;
   }
   return size;
 }
 
 void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
+  if (tree->image) {
+    if (!skipVolatile) {
+      w.Bytes(tree->image, tree->imageLen);
+      return;
+    }
+    WireReader r(tree->image, tree->imageLen);
+    uint32_t count = r.U32();
+    uint32_t kept = 0;
+    WireReader scan = r;
+    for (uint32_t i = 0; i < count; i++) kept += !(ReadNode(scan).flags & PROP_VOLATILE);
+    w.U32(kept);
+    for (uint32_t i = 0; i < count; i++) {
+      EncodedNode e = ReadNode(r);
+      if (!(e.flags & PROP_VOLATILE)) w.Bytes(e.raw.data(), e.raw.size());
+    }
+    return;
+  }
   uint32_t count = 0;
   for (const DVSDataNode &n : tree->nodes) {
     if (!(skipVolatile && (n.flags & PROP_VOLATILE))) count++;
@@ -162,71 +267,56 @@ void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
   }
 }
 
-ZOR_ReturnStatus TreeDecode(WireReader &r, DVSData **out) {
-  *out = nullptr;
+ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
+  const uint8_t *start = r.Position();
   uint32_t count = r.U32();
   if (!r.Ok()) return ZOR_TRUNCATED;
-  /* Each node takes at least 11 bytes, so a count the data cannot hold is refused early. */
-  if (count > r.Remaining() / 11) return ZOR_TRUNCATED;
-  DVSData *tree = TreeNew();
-  if (!tree) return ZOR_NO_MEMORY;
-  ZOR_ReturnStatus status = ZOR_OK;
+  if (count > r.Remaining() / kNodeOverhead) return ZOR_TRUNCATED;
+  /* Names of small lists are checked for duplicates pairwise, larger ones with a sort. */
+  constexpr uint32_t kSmall = 16;
+  std::string_view small[kSmall];
+  std::vector<std::string_view> large;
   try {
-    /* Size the arena exactly with a first pass, so that it never grows while decoding. */
-    WireReader scan = r;
-    size_t arenaSize = 0;
-    for (uint32_t i = 0; i < count && scan.Ok(); i++) {
-      scan.U32();
-      arenaSize += scan.Bytes(scan.U16()).size() + 1;
-      arenaSize += scan.Bytes(scan.U32()).size();
-    }
-    tree->arena.reserve(arenaSize);
-    tree->nodes.reserve(count);
-    for (uint32_t i = 0; i < count && status == ZOR_OK; i++) {
-      int32_t flags = static_cast<int32_t>(r.U32());
-      uint16_t nameLen = r.U16();
-      std::string_view name = r.Bytes(nameLen);
-      uint32_t dataLen = r.U32();
-      std::string_view value = r.Bytes(dataLen);
-      if (!r.Ok()) {
-        status = ZOR_TRUNCATED;
-      } else if (nameLen == 0 || nameLen > DVS_PROP_NAME_MAX ||
-                 name.find('\0') != std::string_view::npos) {
-        status = ZOR_INVALID_DATA;
-      } else if (dataLen > DVS_PROP_VALUE_MAX) {
-        status = ZOR_TOO_LARGE;
-      } else if (count <= 64 ? TreeFind(tree, name) != nullptr : false) {
-        status = ZOR_INVALID_DATA;
-      } else {
-        DVSDataNode node{};
-        node.tree = tree;
-        node.nameOff = static_cast<uint32_t>(tree->arena.size());
-        node.nameLen = nameLen;
-        tree->arena.append(name.data(), name.size());
-        tree->arena.push_back('\0');
-        node.dataOff = static_cast<uint32_t>(tree->arena.size());
-        node.dataLen = dataLen;
-        tree->arena.append(value.data(), value.size());
-        node.flags = flags;
-        tree->nodes.push_back(node);
-      }
-    }
-    if (status == ZOR_OK && count > 64) {
-      /* Large lists: check names for duplicates with a sort instead of pairwise. */
-      std::vector<std::string_view> names;
-      names.reserve(count);
-      for (const DVSDataNode &n : tree->nodes) names.push_back(tree->Name(n));
-      std::sort(names.begin(), names.end());
-      if (std::adjacent_find(names.begin(), names.end()) != names.end()) {
-        status = ZOR_INVALID_DATA;
-      }
-    }
+    if (count > kSmall) large.reserve(count);
   } catch (const std::bad_alloc &) {
-    status = ZOR_NO_MEMORY;
+    return ZOR_NO_MEMORY;
   }
-  if (status != ZOR_OK) {
+  for (uint32_t i = 0; i < count; i++) {
+    EncodedNode e = ReadNode(r);
+    if (!r.Ok()) return ZOR_TRUNCATED;
+    if (e.name.empty() || e.name.size() > DVS_PROP_NAME_MAX ||
+        memchr(e.name.data(), '\0', e.name.size()) != nullptr) {
+      return ZOR_INVALID_DATA;
+    }
+    if (e.value.size() > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
+    if (count <= kSmall) {
+      for (uint32_t j = 0; j < i; j++) {
+        if (small[j] == e.name) return ZOR_INVALID_DATA;
+      }
+      small[i] = e.name;
+    } else {
+      large.push_back(e.name);
+    }
+  }
+  if (!large.empty()) {
+    std::sort(large.begin(), large.end());
+    if (std::adjacent_find(large.begin(), large.end()) != large.end()) return ZOR_INVALID_DATA;
+  }
+  *list = start;
+  *len = static_cast<uint32_t>(r.Position() - start);
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus TreeDecode(WireReader &r, DVSData **out) {
+  *out = nullptr;
+  const uint8_t *list = nullptr;
+  uint32_t len = 0;
+  ZOR_ReturnStatus status = TreeScan(r, &list, &len);
+  if (status != ZOR_OK) return status;
+  DVSData *tree = TreeFromImage(list, len);
+  if (!tree || !TreeMaterialize(tree)) {
     TreeFree(tree);
-    return status;
+    return ZOR_NO_MEMORY;
   }
   *out = tree;
   return ZOR_OK;

@@ -6,6 +6,12 @@
  *    offsets into it, so a tree of many properties costs a few
  *    allocations. Insertion order is kept; replacing a value keeps its
  *    place.
+ *
+ *    A tree loaded as part of a configuration starts out as a view of its
+ *    encoded bytes inside the configuration's image: it is decoded into
+ *    nodes only when first used, and an untouched tree is written back by
+ *    copying those bytes. Loading and saving a large configuration thus
+ *    costs little more than copying it.
  */
 
 #ifndef PLATFORM_CORE_DATA_TREE_H
@@ -37,6 +43,9 @@ struct DVSDataNode {
 struct DVSData {
   DVSData_AllocFn alloc;
   DVSData_FreeFn release;
+  /* While not null, the tree is its encoded list here (nodes and arena are empty). */
+  const uint8_t *image = nullptr;
+  uint32_t imageLen = 0;
   std::vector<DVSDataNode> nodes;
   std::string arena;
   size_t garbage = 0; /* arena bytes no node refers to any more */
@@ -56,7 +65,17 @@ void TreeFree(DVSData *tree);
 /* Deep copy with malloc/free; null when memory runs out. */
 DVSData *TreeClone(const DVSData *tree);
 
-/* The node named name, or null. */
+/* Decodes an image-backed tree into nodes; false when memory runs out. */
+bool TreeMaterialize(DVSData *tree);
+/* Creates a tree (malloc/free) that views an encoded list the caller has validated. */
+DVSData *TreeFromImage(const uint8_t *list, uint32_t len);
+/*
+ * Validates the encoded list at the reader's position and moves past it,
+ * returning where it lies. Same statuses as TreeDecode.
+ */
+ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len);
+
+/* The node named name, or null (also when decoding runs out of memory). */
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name);
 /* Adds or replaces a value (a replaced value keeps its place). */
 ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data, uint32_t len,
@@ -72,7 +91,7 @@ ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name);
 size_t TreeEncodedSize(const DVSData *tree, bool skipVolatile = false);
 void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile = false);
 /*
- * Reads a tree body into a new tree (malloc/free). Returns the status:
+ * Reads a tree body into a new, decoded tree (malloc/free). Returns the status:
  * ZOR_TRUNCATED when the body ends early, ZOR_INVALID_DATA for an empty,
  * over-long or duplicate name or a name with a NUL in it, ZOR_TOO_LARGE for
  * a value over the limit.

@@ -8,17 +8,45 @@
 
 #include "wire.h"
 
+#include <malloc.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 
 namespace zor {
+
+namespace {
+constexpr size_t kHugePage = 2u << 20;
+constexpr size_t kBigBlock = 1u << 20;
+}  // namespace
+
+void TuneAllocator() {
+  /*
+   * Blocks of a megabyte or more get their own mappings (a fixed threshold,
+   * so that glibc does not move it after the first free), which BigAlloc
+   * aligns and backs with huge pages. Freed small blocks stay in the heap
+   * for the next load of the same configuration.
+   */
+  mallopt(M_MMAP_THRESHOLD, static_cast<int>(kBigBlock));
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
+}
+
+void *BigAlloc(size_t n) {
+  if (n < kBigBlock) return malloc(n ? n : 1);
+  void *p = nullptr;
+  if (posix_memalign(&p, kHugePage, n) != 0) return nullptr;
+  /* Advice only: without huge pages the block works the same. */
+  madvise(p, (n + kHugePage - 1) & ~(kHugePage - 1), MADV_HUGEPAGE);
+  return p;
+}
 
 bool ByteBuf::Reserve(size_t n) {
   if (cap_ - len_ >= n) return true;
   if (n > SIZE_MAX / 2 - len_) return false;
   size_t want = len_ + n;
-  size_t cap = cap_ ? cap_ : 64;
+  /* The first reservation is exact (callers that know the size ask once); growth doubles. */
+  size_t cap = cap_ ? cap_ : want;
   while (cap < want) cap *= 2;
-  void *p = realloc(data_, cap);
+  void *p = data_ ? realloc(data_, cap) : BigAlloc(cap);
   if (!p) return false;
   data_ = static_cast<uint8_t *>(p);
   cap_ = cap;

@@ -18,6 +18,16 @@
 
 namespace zor {
 
+/*
+ * Allocates n bytes that the caller releases with free(). Blocks of a
+ * megabyte or more are aligned to 2 MiB and backed by huge pages where the
+ * system allows it, so that filling a configuration-sized block takes a few
+ * page faults instead of thousands. Returns null when memory runs out.
+ */
+void *BigAlloc(size_t n);
+/* Sets the allocator up for BigAlloc and for repeated large loads; called once at start. */
+void TuneAllocator();
+
 /* CRC-32C (Castagnoli) of len bytes, continuing from crc (0 to start). */
 uint32_t Crc32(const void *data, size_t len, uint32_t crc = 0);
 /* The same checksum computed without the processor's CRC instruction. */

@@ -19,6 +19,7 @@ const char *kSw = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
 
 std::vector<std::string> Names(DVSData *tree) {
   std::vector<std::string> out;
+  EXPECT_TRUE(zor::TreeMaterialize(tree));
   for (DVSDataNode &n : tree->nodes) out.emplace_back(DVSData_Name(&n));
   return out;
 }
@@ -207,6 +208,35 @@ TEST(ConfigModel, PersistentFormLeavesOutVolatileAndNoPersist) {
   ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
   ASSERT_EQ(back.Switches().size(), 1u);
   EXPECT_EQ(Names(back.Switches()[0]->global), (std::vector<std::string>{zor::ALIAS_KEY}));
+}
+
+// A loaded configuration keeps untouched lists as views of the loaded bytes;
+// edited and untouched lists must serialise side by side, also in the
+// persistent form.
+TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  std::string blob = Blob(m);
+  zor::ConfigModel loaded;
+  ASSERT_EQ(loaded.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
+  blob.assign(blob.size(), '\0');  // the loaded model owns its own copy
+  DVSData *port = nullptr;
+  ASSERT_EQ(loaded.ListFor(kSw, 0, "3", &port), ZOR_OK);
+  ASSERT_EQ(zor::TreeSet(port, "empty", "now set", 8, PROP_CONFIG), ZOR_OK);
+  ASSERT_EQ(zor::TreeSet(port, "added", "", 0, PROP_VOLATILE), ZOR_OK);
+
+  zor::ConfigModel again;
+  std::string out = Blob(loaded);
+  ASSERT_EQ(again.Deserialize(out.data(), static_cast<uint32_t>(out.size())), ZOR_OK);
+  EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "empty"), std::string("now set", 8));
+  EXPECT_EQ(Value(again.FindPort(kSw, "7")->data, "com.corvane.common.port.alias"),
+            std::string("7", 2));
+
+  std::string persistent = Blob(loaded, true);
+  ASSERT_EQ(again.Deserialize(persistent.data(), static_cast<uint32_t>(persistent.size())),
+            ZOR_OK);
+  EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "added"), "<absent>");
+  EXPECT_EQ(Names(again.FindSwitch(kSw)->global), (std::vector<std::string>{zor::ALIAS_KEY}));
 }
 
 // Every damaged block is refused with a status and leaves the loaded
