@@ -1,0 +1,218 @@
+/*
+ * uplink_cmds.cpp --
+ *
+ *    Uplink runtime commands, the switch module's command execution, and
+ *    the host facts. Kernel replies are read only as far as their reported
+ *    length goes.
+ */
+
+#include "uplink_cmds.h"
+
+#include <arpa/inet.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <array>
+#include <iterator>
+
+#include "state/config.h"
+
+namespace {
+
+/* A reply of the DVSZOR family, released with DVSZOR_DataFree. */
+struct KernelReply {
+  void *data = nullptr;
+  uint32_t len = 0;
+  KernelReply() = default;
+  KernelReply(const KernelReply &) = delete;
+  KernelReply &operator=(const KernelReply &) = delete;
+  ~KernelReply() {
+    if (data != nullptr) DVSZOR_DataFree(data);
+  }
+  const uint8_t *Bytes() const { return static_cast<const uint8_t *>(data); }
+};
+
+/* Reads the little-endian unsigned number of width bytes at bytes. */
+uint64_t GetLe(const uint8_t *bytes, unsigned width) {
+  uint64_t value = 0;
+  for (unsigned i = 0; i < width; i++) value |= static_cast<uint64_t>(bytes[i]) << (8 * i);
+  return value;
+}
+
+std::array<uint8_t, 8> Le64(uint64_t value) {
+  std::array<uint8_t, 8> bytes{};
+  for (unsigned i = 0; i < bytes.size(); i++) bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+  return bytes;
+}
+
+ZOR_ReturnStatus SetCapability(const CommandContext &ctx, uint64_t word) {
+  const std::array<uint8_t, 8> value = Le64(word);
+  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_CAPABILITY, value.data(),
+                              value.size(), PROP_CONFIG);
+}
+
+/* UplinkStatistics: 26 consecutive u32 counters, printed in this order. */
+const char *const uplinkStatisticsFormats[] = {
+    "\t\t Rx Packets: %d\n",
+    "\t\t Tx Packets: %d\n",
+    "\t\t Rx Bytes: %d\n",
+    "\t\t Tx Bytes: %d\n",
+    "\t\t Rx Errors: %d\n",
+    "\t\t Tx Errors: %d\n",
+    "\t\t Rx Dropped: %d\n",
+    "\t\t Tx Dropped: %d\n",
+    "\t\t Multicast: %d\n",
+    "\t\t Collisions: %d\n",
+    "\t\t Rx Length Errors: %d\n",
+    "\t\t Rx Over Errors: %d\n",
+    "\t\t Rx CRC Errors: %d\n",
+    "\t\t Rx Frame Errors: %d\n",
+    "\t\t Rx Fifo Errors: %d\n",
+    "\t\t Rx Missed Errors: %d\n",
+    "\t\t Tx Aborted Errors: %d\n",
+    "\t\t Tx Carrier Errors: %d\n",
+    "\t\t Tx Fifo Errors: %d\n",
+    "\t\t Tx Heartbeat Errors: %d\n",
+    "\t\t Tx Window Errors: %d\n",
+    "\t\t Module Interface Rx packets: %d\n",
+    "\t\t Module Interface Tx packets: %d\n",
+    "\t\t Module Interface Rx dropped: %d\n",
+    "\t\t Module Interface Tx dropped: %d\n",
+    "\t\t Module Interface packets completed: %d\n",
+};
+static_assert(std::size(uplinkStatisticsFormats) == 26, "UplinkStatistics has 26 counters");
+
+}  // namespace
+
+void PrintUplinkStatistics(const void *reply, uint32_t len) {
+  const uint8_t *bytes = static_cast<const uint8_t *>(reply);
+  printf("\t\t -- General Statistics\n");
+  for (size_t i = 0; i < std::size(uplinkStatisticsFormats); i++) {
+    if (bytes == nullptr || (i + 1) * 4 > len) break; /* a short reply stops the list */
+    printf(uplinkStatisticsFormats[i], static_cast<int>(GetLe(bytes + 4 * i, 4)));
+  }
+}
+
+ZOR_ReturnStatus Cmd_UplinkReset(const CommandContext &ctx) {
+  if (InFileMode()) return ZOR_FAILURE;
+  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_RESET, nullptr, 0, PROP_CONFIG);
+}
+
+ZOR_ReturnStatus Cmd_UplinkSetCap(const CommandContext &ctx) {
+  /* File mode: nothing to do in the file; the status is that of rewriting it. */
+  if (InFileMode()) return static_cast<ZOR_ReturnStatus>(Config_Save(false));
+  return SetCapability(ctx, static_cast<uint64_t>(static_cast<int64_t>(ctx.inv.capValue)));
+}
+
+ZOR_ReturnStatus Cmd_UplinkGetCap(const CommandContext &ctx) {
+  if (InFileMode()) return ZOR_FAILURE;
+  KernelReply reply;
+  ZOR_ReturnStatus status = DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_CAPABILITY,
+                                                 &reply.data, &reply.len);
+  if (status != ZOR_OK) return status;
+  if (reply.data == nullptr || reply.len < 8) return ZOR_INVALID_DATA;
+  printf("\t\t Capability 0x%lx\n", static_cast<unsigned long>(GetLe(reply.Bytes(), 8)));
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Cmd_UplinkVlan(const CommandContext &ctx) {
+  const uint32_t vlan = static_cast<uint32_t>(strtol(ctx.inv.commandArg, nullptr, 10));
+  if (InFileMode() || vlan > UPLINK_VLAN_MAX) return ZOR_FAILURE;
+  if (SetCapability(ctx, UPLINK_CAP_VLAN) != ZOR_OK) return ZOR_FAILURE;
+  const std::array<uint8_t, 4> value = {static_cast<uint8_t>(vlan), static_cast<uint8_t>(vlan >> 8),
+                                        static_cast<uint8_t>(vlan >> 16),
+                                        static_cast<uint8_t>(vlan >> 24)};
+  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_VLAN, value.data(),
+                              value.size(), PROP_CONFIG);
+}
+
+ZOR_ReturnStatus Cmd_UplinkStates(const CommandContext &ctx) {
+  if (InFileMode()) return ZOR_FAILURE;
+  KernelReply reply;
+  if (DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_STATES, &reply.data, &reply.len) !=
+      ZOR_OK) {
+    return ZOR_FAILURE;
+  }
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Cmd_UplinkStats(const CommandContext &ctx) {
+  if (InFileMode()) return ZOR_FAILURE;
+  KernelReply reply;
+  ZOR_ReturnStatus status = DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_STATISTICS,
+                                                 &reply.data, &reply.len);
+  if (status != ZOR_OK) return status;
+  PrintUplinkStatistics(reply.data, reply.len);
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Cmd_SetMtu(const CommandContext &) {
+  puts("unable to set switch mtu. this command-line option is deprecated.");
+  puts("please use tarncfg-vswitch instead");
+  return ZOR_NOT_SUPPORTED;
+}
+
+int Cmd_CmdExec(const CommandContext &ctx) {
+  const char *arg = ctx.inv.execArg;
+  const uint32_t argLen = arg != nullptr ? static_cast<uint32_t>(strlen(arg) + 1) : 0;
+  KernelReply result;
+  ZOR_ReturnStatus status =
+      DVSZOR_CmdExec(ctx.sw, ctx.inv.execCommand, arg, argLen, &result.data, &result.len);
+  if (status != ZOR_OK) {
+    fprintf(stderr, "DVSZOR_CmdExec failed: %s\n", ZOR_ReturnStatusToString(status));
+    return -1;
+  }
+  if (result.len > CMD_EXEC_RESULT_MAX) {
+    printf("result too large, length: %d\n", static_cast<int>(result.len));
+  } else if (result.len == 0 || result.data == nullptr) {
+    puts("no result!");
+  } else {
+    /* The result is text, but it is printed no further than its length. */
+    printf("%.*s\n", static_cast<int>(result.len), static_cast<const char *>(result.data));
+  }
+  return 0;
+}
+
+int Cmd_MiscInfo(const CommandContext &) {
+  int exitStatus = 0;
+  uint64_t kilobytes = 0;
+  ZOR_ReturnStatus status = DVSMisc_GetMemorySize(&kilobytes);
+  if (status == ZOR_OK) {
+    printf("Zorcore memory size: %lu kilobytes\n", static_cast<unsigned long>(kilobytes));
+  } else {
+    fprintf(stderr, "failed to get memory size: %s\n", ZOR_ReturnStatusToString(status));
+    exitStatus = 1;
+  }
+  uint32_t packages = 0;
+  status = DVSMisc_GetCpuPackages(&packages);
+  if (status == ZOR_OK) {
+    printf("CPU packages: %u\n", packages);
+  } else {
+    fprintf(stderr, "failed to get CPU packages: %s\n", ZOR_ReturnStatusToString(status));
+    exitStatus = 1;
+  }
+  uint32_t cores = 0;
+  status = DVSMisc_GetCpuCores(&cores);
+  if (status == ZOR_OK) {
+    printf("CPU cores: %u\n", cores);
+  } else {
+    fprintf(stderr, "failed to get CPU cores: %s\n", ZOR_ReturnStatusToString(status));
+    exitStatus = 1;
+  }
+  return exitStatus;
+}
+
+int Cmd_ZornicIp(const CommandContext &ctx) {
+  const char *name = ctx.inv.zornicName;
+  uint8_t addr[4] = {};
+  char text[INET_ADDRSTRLEN + 1] = {};
+  ZOR_ReturnStatus status = DVSMisc_GetZornicIpv4Addr(name, addr);
+  if (status == ZOR_OK && inet_ntop(AF_INET, addr, text, sizeof(text)) != nullptr) {
+    printf("'%s' --> %s\n", name, text);
+    return 0;
+  }
+  fprintf(stderr, "Failed to get IPv4 address for '%s': %s\n", name,
+          ZOR_ReturnStatusToString(status));
+  return 1;
+}

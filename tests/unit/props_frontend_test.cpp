@@ -1,0 +1,97 @@
+/*
+ * props_frontend_test.cpp --
+ *
+ *    Values that the front end and the port commands build without a
+ *    switch: the initial VLAN policies of a port and the VLAN range
+ *    bitmap of the health-check options.
+ */
+
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "props/healthcheck.h"
+#include "props/vlan.h"
+
+namespace {
+
+TEST(VlanPolicyInitial, OrdinaryPortHasNoVlanAndNoRange) {
+  EXPECT_EQ(VlanPolicy_BuildInitial(false), std::vector<uint8_t>(8, 0));
+}
+
+TEST(VlanPolicyInitial, UplinkTrunksOneToFourThousandNinetyFour) {
+  /* flags 1, VLAN 0, reserved 0, one range 1-4094; all little-endian u16. */
+  const std::vector<uint8_t> expected = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
+                                         0x01, 0x00, 0x01, 0x00, 0xfe, 0x0f};
+  EXPECT_EQ(VlanPolicy_BuildInitial(true), expected);
+}
+
+TEST(VlanPolicyInitial, KeyFollowsSwitchClass) {
+  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_ETHERSWITCH), "com.corvane.etherswitch.port.vlan");
+  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_VSWITCH), "com.corvane.vswitch.port.vlan");
+  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_CSWITCH), "com.corvane.vswitch.port.vlan");
+  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_NONE), "com.corvane.vswitch.port.vlan");
+}
+
+/* The VLANs whose bits are set, in ascending order. */
+std::vector<int> SetVlans(const uint8_t *bitmap) {
+  std::vector<int> vlans;
+  for (int v = 0; v < VLAN_BITMAP_LEN * 8; v++) {
+    if (bitmap[v / 8] & (1u << (v % 8))) vlans.push_back(v);
+  }
+  return vlans;
+}
+
+struct BitmapCase {
+  const char *text;
+  int result;
+  std::vector<int> vlans; /* when the parse succeeds */
+  const char *out;
+  const char *err;
+};
+
+TEST(VlanBitmapParse, RangesSetBitsAndBadTextsAreRefused) {
+  const std::vector<BitmapCase> cases = {
+      {"1-10,20",
+       0,
+       {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 20},
+       "set vlan 1 - 10.\nset vlan 20 - 20.\n",
+       ""},
+      {"0,7,8,4094",
+       0,
+       {0, 7, 8, 4094},
+       "set vlan 0 - 0.\nset vlan 7 - 7.\nset vlan 8 - 8.\n"
+       "set vlan 4094 - 4094.\n",
+       ""},
+      {"", 0, {}, "", ""},
+      {"5-", 0, {5}, "set vlan 5 - 5.\n", ""},     /* the '-' with no number: one VLAN */
+      {" 3 - 4", 0, {3}, "set vlan 3 - 3.\n", ""}, /* the '-' must follow the number */
+      {"9x,12", 0, {9, 12}, "set vlan 9 - 9.\nset vlan 12 - 12.\n", ""},
+      {"0-4095", -1, {}, "", "Bad vlan range: from 0 to 4095\n"},
+      {"10-5", -1, {}, "", "Bad vlan range: from 10 to 5\n"},
+      {"-1", -1, {}, "", "Bad vlan range: from -1 to -1\n"},
+      {"abc", -1, {}, "", "Bad vlan range string: abc\n"},
+      {"1,x", -1, {}, "set vlan 1 - 1.\n", "Bad vlan range string: x\n"},
+      {"1,", 0, {1}, "set vlan 1 - 1.\n", ""},
+  };
+  for (const BitmapCase &c : cases) {
+    SCOPED_TRACE(std::string("text: \"") + c.text + "\"");
+    uint8_t bitmap[VLAN_BITMAP_LEN];
+    memset(bitmap, 0xa5, sizeof(bitmap));
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int result = VlanBitmap_Parse(c.text, bitmap);
+    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(result, c.result);
+    EXPECT_EQ(out, c.out);
+    EXPECT_EQ(err, c.err);
+    if (c.result == 0) {
+      EXPECT_EQ(SetVlans(bitmap), c.vlans);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,113 @@
+/*
+ * target_test.cpp --
+ *
+ *    The property target layer in file mode, against the in-process
+ *    configuration state: which list a target name reaches, the flags
+ *    words it writes, the deploy record and the outcome of clearing a
+ *    pair of keys.
+ */
+
+#include "state/target.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "brakk.h"
+
+namespace {
+
+const char SW[] = "74 67 74 00 00 00 00 00-00 00 00 00 00 00 00 00";
+
+struct Prop {
+  std::string key;
+  std::vector<uint8_t> value;
+  int32_t flags;
+  bool operator==(const Prop &) const = default;
+};
+
+int Collect(DVSDataNode *node, void *context) {
+  void *data = nullptr;
+  const uint32_t len = DVSData_Data(node, &data);
+  const uint8_t *bytes = static_cast<const uint8_t *>(data);
+  static_cast<std::vector<Prop> *>(context)->push_back(
+      {DVSData_Name(node), std::vector<uint8_t>(bytes, bytes + len), DVSData_PropType(node)});
+  return 0;
+}
+
+class TargetFileMode : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    configFilePath = "unused.db"; /* file mode: the configuration state is edited */
+    DVSState_ConfigReset();
+    ASSERT_EQ(DVSState_SwitchAdd(SW, "vswitch", 8, 6), ZOR_OK);
+    DVSData *tree = nullptr;
+    ASSERT_EQ(DVSData_Alloc(&tree, malloc, free), ZOR_OK);
+    ASSERT_EQ(DVSState_PortAdd(SW, "7", tree), ZOR_OK);
+  }
+  void TearDown() override {
+    DVSState_ConfigReset();
+    configFilePath = nullptr;
+  }
+  std::vector<Prop> Global() {
+    std::vector<Prop> props;
+    DVSState_GlobalPropForEach(DVSState_SwitchFind(SW), Collect, &props);
+    return props;
+  }
+  std::vector<Prop> Host() {
+    std::vector<Prop> props;
+    DVSState_HostPropForEach(DVSState_SwitchFind(SW), Collect, &props);
+    return props;
+  }
+  std::vector<Prop> Port(const char *name) {
+    std::vector<Prop> props;
+    DVSState_PortDataForEach(DVSState_PortFind(SW, name), Collect, &props);
+    return props;
+  }
+};
+
+TEST_F(TargetFileMode, TargetNamesSelectTheLists) {
+  const uint8_t one[] = {1};
+  EXPECT_EQ(Target_SetProp(SW, TARGET_GLOBAL_LIST, "g", one, 1), ZOR_OK);
+  EXPECT_EQ(Target_SetProp(SW, TARGET_HOST_LIST, "h", one, 1), ZOR_OK);
+  EXPECT_EQ(Target_SetProp(SW, "7", "p", one, 1), ZOR_OK);
+  /* Anything that is not exactly a list name is a port name. */
+  EXPECT_EQ(Target_SetProp(SW, "globalPropList1", "x", one, 1), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_SetProp(SW, "HostPropList", "x", one, 1), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_SetProp(SW, "globalProp", "x", one, 1), ZOR_NOT_FOUND);
+
+  EXPECT_EQ(Global(), (std::vector<Prop>{{"g", {1}, PROP_CONFIG}}));
+  EXPECT_EQ(Host(), (std::vector<Prop>{{"h", {1}, PROP_CONFIG}}));
+  EXPECT_EQ(Port("7"), (std::vector<Prop>{{"p", {1}, PROP_CONFIG}}));
+
+  EXPECT_EQ(Target_ClearProp(SW, "7", "p"), ZOR_OK);
+  EXPECT_EQ(Target_ClearProp(SW, "7", "p"), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_ClearProp(SW, "8", "p"), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_ClearProp(SW, TARGET_HOST_LIST, "h"), ZOR_OK);
+  EXPECT_EQ(Target_ClearProp(SW, TARGET_GLOBAL_LIST, "g"), ZOR_OK);
+  EXPECT_TRUE(Global().empty());
+  EXPECT_TRUE(Host().empty());
+  EXPECT_TRUE(Port("7").empty());
+}
+
+TEST_F(TargetFileMode, DeployRecordAndParameterBlock) {
+  EXPECT_EQ(Global_SetDeploy(SW, 30, "deploy"), ZOR_OK);
+  std::vector<uint8_t> block(VLAN_RANGE_PARAM_LEN, 0);
+  block[0] = 0x02;
+  block[511] = 0x80;
+  EXPECT_EQ(Global_SetParamBlock(SW, block.data(), "param"), ZOR_OK);
+  EXPECT_EQ(Global(), (std::vector<Prop>{{"deploy", {0x01, 0x1e, 0x00, 0x00, 0x00}, PROP_CONFIG},
+                                         {"param", block, PROP_POLICY}}));
+}
+
+TEST_F(TargetFileMode, ClearingAPair) {
+  EXPECT_EQ(Global_ClearPair(SW, "param", "deploy"), ZOR_NOT_FOUND);
+  ASSERT_EQ(Global_SetDeploy(SW, 15, "deploy"), ZOR_OK);
+  EXPECT_EQ(Global_ClearPair(SW, "param", "deploy"), ZOR_OK);
+  EXPECT_TRUE(Global().empty());
+  /* An unknown switch: both clears report it as not found. */
+  EXPECT_EQ(Global_ClearPair("no such switch", "param", "deploy"), ZOR_NOT_FOUND);
+}
+
+}  // namespace
