@@ -88,10 +88,17 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
   MustSucceed("-f $F -i");
   // 1500 ports with a 1 KiB property each: saves take long enough to be hit.
   MustSucceed("-f $F -a -C -P 1500 dvs0");
+  MustSucceed("-f $F -s round=start -p 7 dvs0");
   const std::string before = ReadFile("dvs.db");
 
+  // Kill points spread over the length of one whole edit on this build and machine.
+  timespec t0, t1;
+  clock_gettime(CLOCK_MONOTONIC, &t0);
+  MustSucceed("-f $F -s round=start -p 7 dvs0");
+  clock_gettime(CLOCK_MONOTONIC, &t1);
+  const long editUs = (t1.tv_sec - t0.tv_sec) * 1000000L + (t1.tv_nsec - t0.tv_nsec) / 1000;
   std::mt19937 rng(12345);
-  std::uniform_int_distribution<int> delayUs(0, 30000);
+  std::uniform_int_distribution<long> delayUs(0, editUs);
   int killed = 0;
   for (int i = 0; i < 25; i++) {
     std::vector<std::string> args = {"brakk", "-f", "./dvs.db", "-s",
@@ -112,7 +119,8 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
     std::filesystem::current_path(cwd);
     posix_spawn_file_actions_destroy(&actions);
     ASSERT_EQ(rc, 0);
-    timespec pause = {0, delayUs(rng) * 1000L};
+    const long d = delayUs(rng);
+    timespec pause = {d / 1000000, (d % 1000000) * 1000};
     nanosleep(&pause, nullptr);
     kill(pid, SIGKILL);
     int status = 0;
@@ -126,7 +134,7 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
   // Some rounds must really have been interrupted, or the test proves nothing.
   EXPECT_GT(killed, 5);
   // Every save that completed changed only the one property.
-  MustSucceed("-f $F -u round -p 7 dvs0");
+  MustSucceed("-f $F -s round=start -p 7 dvs0");
   transcript::RunResult a = Brakk("-f $F -l");
   WriteFile("before.db", before);
   transcript::RunResult b = Brakk("-f before.db -l");
