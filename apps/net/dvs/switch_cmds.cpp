@@ -23,6 +23,7 @@
 #include "listing/listing.h"
 #include "props/vlan.h"
 #include "state/config.h"
+#include "state/kernel_reply.h"
 #include "state/target.h"
 
 namespace {
@@ -47,17 +48,6 @@ struct DataTreeDeleter {
 };
 using DataTreePtr = std::unique_ptr<DVSData, DataTreeDeleter>;
 
-/* A reply of the DVSZOR family, released with DVSZOR_DataFree. */
-struct KernelReply {
-  void *data = nullptr;
-  uint32_t len = 0;
-  KernelReply() = default;
-  KernelReply(const KernelReply &) = delete;
-  KernelReply &operator=(const KernelReply &) = delete;
-  ~KernelReply() {
-    if (data != nullptr) DVSZOR_DataFree(data);
-  }
-};
 
 /* ---- Port_Init -------------------------------------------------------- */
 

@@ -17,21 +17,10 @@
 #include <iterator>
 
 #include "state/config.h"
+#include "state/kernel_reply.h"
 
 namespace {
 
-/* A reply of the DVSZOR family, released with DVSZOR_DataFree. */
-struct KernelReply {
-  void *data = nullptr;
-  uint32_t len = 0;
-  KernelReply() = default;
-  KernelReply(const KernelReply &) = delete;
-  KernelReply &operator=(const KernelReply &) = delete;
-  ~KernelReply() {
-    if (data != nullptr) DVSZOR_DataFree(data);
-  }
-  const uint8_t *Bytes() const { return static_cast<const uint8_t *>(data); }
-};
 
 /* Reads the little-endian unsigned number of width bytes at bytes. */
 uint64_t GetLe(const uint8_t *bytes, unsigned width) {
