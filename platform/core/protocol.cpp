@@ -60,6 +60,7 @@ const OpInfo kOps[] = {
     {OP_CTL_PORT_STATE, "CtlPortState", false},
     {OP_CTL_UPLINK_STATS, "CtlUplinkStats", false},
     {OP_CTL_FAULT, "CtlFault", false},
+    {OP_CTL_SHUTDOWN, "CtlShutdown", false},
 };
 
 /* Milliseconds on a monotonic clock. */
@@ -182,13 +183,9 @@ bool FrameFinish(ByteBuf *out) {
 
 ZOR_ReturnStatus ReadText(WireReader &r, std::string *out) {
   uint32_t n = r.U32();
-  if (!r.Ok()) return 0;
-  if (n > TEXT_FIELD_MAX) {
-    r.Fail();
-    return ZOR_TOO_LARGE;
-  }
   std::string_view v = r.Bytes(n);
   if (!r.Ok()) return 0;
+  if (n > TEXT_FIELD_MAX) return ZOR_TOO_LARGE;
   if (v.find('\0') != std::string_view::npos) return ZOR_BAD_PARAM;
   out->assign(v);
   return 0;

@@ -78,26 +78,27 @@ enum OpCode : uint16_t {
   OP_HOST_PROP_SET = 20,
   OP_HOST_PROP_GET = 21,
   OP_HOST_PROP_CLEAR = 22,
-  OP_UPLINK_DATA_SET = 23, /* S sw, S port, u32 type, i32 flags, B data */
-  OP_UPLINK_DATA_GET = 24, /* S sw, S port, u32 type -> raw */
-  OP_CMD_EXEC = 25,        /* S sw, S command, B argument -> raw result */
-  OP_STORE_READ = 26,      /* - -> raw stored configuration */
-  OP_STORE_WRITE = 27,     /* raw serialised configuration */
-  OP_EVENT_REGISTER = 28,  /* - ; the connection then receives OP_EVENT frames */
-  OP_EVENT_POST = 29,      /* u32 type, U16 switch ID, S port, B data */
-  OP_EVENT = 30,           /* daemon -> listener, body as OP_EVENT_POST */
-  OP_CTL_INFO = 31,        /* - -> text */
-  OP_CTL_PROP = 32,        /* S switch, S target, S key, i32 flags, u32 clear, B value */
-  OP_CTL_PORT_STATE = 33,  /* S switch, S port, u32 state */
+  OP_UPLINK_DATA_SET = 23,  /* S sw, S port, u32 type, i32 flags, B data */
+  OP_UPLINK_DATA_GET = 24,  /* S sw, S port, u32 type -> raw */
+  OP_CMD_EXEC = 25,         /* S sw, S command, B argument -> raw result */
+  OP_STORE_READ = 26,       /* - -> raw stored configuration */
+  OP_STORE_WRITE = 27,      /* raw serialised configuration */
+  OP_EVENT_REGISTER = 28,   /* - ; the connection then receives OP_EVENT frames */
+  OP_EVENT_POST = 29,       /* u32 type, U16 switch ID, S port, B data */
+  OP_EVENT = 30,            /* daemon -> listener, body as OP_EVENT_POST */
+  OP_CTL_INFO = 31,         /* - -> text */
+  OP_CTL_PROP = 32,         /* S switch, S target, S key, i32 flags, u32 clear, B value */
+  OP_CTL_PORT_STATE = 33,   /* S switch, S port, u32 state */
   OP_CTL_UPLINK_STATS = 34, /* S switch, S port, u32 count, count x u32 */
-  OP_CTL_FAULT = 35,        /* u32 op, u32 status (0 clears), u32 count (0 = every time) */
+  OP_CTL_FAULT = 35,        /* u32 op (0: all), u32 status (0 clears), u32 count (0: always) */
+  OP_CTL_SHUTDOWN = 36,     /* - ; the daemon stops after replying */
 };
 
 /* What the op table knows about one operation. */
 struct OpInfo {
   uint16_t op;
-  const char *name;  /* the library operation it serves, e.g. "DVSZOR_PortRemove" */
-  bool faultable;    /* may be made to fail by fault injection */
+  const char *name; /* the library operation it serves, e.g. "DVSZOR_PortRemove" */
+  bool faultable;   /* may be made to fail by fault injection */
 };
 
 /* The entry for op (the reply flag ignored), or null for an unknown op. */
@@ -137,8 +138,9 @@ bool FrameFinish(ByteBuf *out);
 
 /*
  * Reads a text field (u32 length and bytes). Returns 0, ZOR_TOO_LARGE for a
- * text over TEXT_FIELD_MAX, or ZOR_BAD_PARAM for a text holding a NUL; a
- * body too short leaves the reader failed (check r.Ok()).
+ * text over TEXT_FIELD_MAX, or ZOR_BAD_PARAM for a text holding a NUL (the
+ * reader moves past the field either way); a body too short leaves the
+ * reader failed (check r.Ok()).
  */
 ZOR_ReturnStatus ReadText(WireReader &r, std::string *out);
 /* Writes a text field; a null text is written as empty. */
@@ -167,8 +169,8 @@ ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutM
 /*
  * Reads one whole frame from the non-blocking socket fd into *h and body
  * (emptied first). body grows only as bytes arrive. Returns 0, ZOR_TIMEOUT
- * when nothing arrives for timeoutMs, or ZOR_CHANNEL_ERROR for an end of
- * stream, a socket error or a malformed header.
+ * when nothing arrives for timeoutMs, ZOR_CHANNEL_ERROR for an end of
+ * stream, a socket error or a malformed header, or ZOR_NO_MEMORY.
  */
 ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs);
 

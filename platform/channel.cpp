@@ -1,0 +1,103 @@
+/*
+ * channel.cpp --
+ *
+ *    The process's connection to zorcored and the request/reply exchange
+ *    that every kernel, store and event operation of the library uses.
+ */
+
+#include "channel.h"
+
+#include <poll.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace zor::chan {
+
+namespace {
+
+/* The call connection, and the process that opened it (a forked child opens its own). */
+int g_fd = -1;
+pid_t g_owner = 0;
+
+void CloseCall() {
+  if (g_fd >= 0) close(g_fd);
+  g_fd = -1;
+}
+
+/*
+ * True when the idle call connection can carry a request: between calls
+ * the daemon sends nothing, so anything readable means it has closed the
+ * connection (or broke the protocol) and a new one is needed.
+ */
+bool CallConnectionUsable() {
+  if (g_fd < 0) return false;
+  if (g_owner != getpid()) {
+    /* Inherited across fork: the parent's stream is not ours to use (closing our copy
+       leaves the parent's open). */
+    CloseCall();
+    return false;
+  }
+  struct pollfd p = {g_fd, POLLIN, 0};
+  if (poll(&p, 1, 0) != 0) {
+    CloseCall();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+const char *SocketPath() {
+  const char *env = getenv("ZORCORE_SOCKET");
+  return env && *env ? env : DEFAULT_SOCKET_PATH;
+}
+
+ZOR_ReturnStatus OpenConnection(int *fd) {
+  return ConnectDaemon(SocketPath(), TimeoutMs(), fd);
+}
+
+ZOR_ReturnStatus Call(uint16_t op, const void *body, size_t bodyLen, ByteBuf *reply) {
+  if (bodyLen > FRAME_BODY_MAX) return ZOR_TOO_LARGE;
+  if (!CallConnectionUsable()) {
+    ZOR_ReturnStatus st = OpenConnection(&g_fd);
+    if (st) {
+      g_fd = -1;
+      return st;
+    }
+    g_owner = getpid();
+  }
+  int timeout = TimeoutMs();
+  uint8_t hdr[FRAME_HEADER_LEN];
+  FrameHeader h;
+  h.op = op;
+  h.bodyLen = static_cast<uint32_t>(bodyLen);
+  HeaderEncode(h, hdr);
+  Part parts[2] = {{hdr, sizeof(hdr)}, {body, bodyLen}};
+  ZOR_ReturnStatus st = SendParts(g_fd, parts, bodyLen ? 2 : 1, timeout);
+  if (st) {
+    CloseCall();
+    return st;
+  }
+  ByteBuf local;
+  ByteBuf *out = reply ? reply : &local;
+  FrameHeader rh;
+  st = RecvFrame(g_fd, &rh, out, timeout);
+  if (st == 0 && rh.op != (op | OP_REPLY)) st = ZOR_CHANNEL_ERROR;
+  if (st) {
+    out->Clear();
+    CloseCall();
+    return st;
+  }
+  return rh.status;
+}
+
+ZOR_ReturnStatus TakeBlock(ByteBuf *reply, void **data, uint32_t *len) {
+  uint32_t n = static_cast<uint32_t>(reply->Size());
+  /* A NUL past the end keeps text readers of a value that lacks its own inside the block. */
+  if (!reply->Append("", 1)) return ZOR_NO_MEMORY;
+  *data = reply->Release();
+  *len = n;
+  return 0;
+}
+
+}  // namespace zor::chan

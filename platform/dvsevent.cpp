@@ -1,0 +1,88 @@
+/*
+ * dvsevent.cpp --
+ *
+ *    Switch events over the kernel channel. A listener registers on a
+ *    connection of its own, which zorcored then uses only to push event
+ *    frames, so the descriptor becomes readable exactly when an event (or
+ *    the daemon's end) arrives. Posting goes over the call connection.
+ *    Building and releasing messages is in dvsevent_msg.cpp.
+ */
+
+#include <unistd.h>
+
+#include <string>
+
+#include "channel.h"
+#include "core/protocol.h"
+#include "core/wire.h"
+#include "state/dvslib.h"
+
+using zor::ByteBuf;
+using zor::WireReader;
+using zor::WireWriter;
+
+ZOR_ReturnStatus DVSEvent_Register(int *fd) {
+  if (!fd) return ZOR_BAD_PARAM;
+  int s = -1;
+  ZOR_ReturnStatus st = zor::chan::OpenConnection(&s);
+  if (st) return st;
+  int timeout = zor::chan::TimeoutMs();
+  uint8_t hdr[zor::chan::FRAME_HEADER_LEN];
+  zor::chan::FrameHeader h;
+  h.op = zor::chan::OP_EVENT_REGISTER;
+  zor::chan::HeaderEncode(h, hdr);
+  zor::chan::Part part = {hdr, sizeof(hdr)};
+  st = zor::chan::SendParts(s, &part, 1, timeout);
+  ByteBuf body;
+  zor::chan::FrameHeader rh;
+  if (!st) st = zor::chan::RecvFrame(s, &rh, &body, timeout);
+  if (!st && rh.op != (zor::chan::OP_EVENT_REGISTER | zor::chan::OP_REPLY)) {
+    st = ZOR_CHANNEL_ERROR;
+  }
+  if (!st) st = rh.status;
+  if (st) {
+    close(s);
+    return st;
+  }
+  *fd = s;
+  return 0;
+}
+
+ZOR_ReturnStatus DVSEvent_GetMsg(int fd, DVSEventMsg **msg) {
+  if (fd < 0 || !msg) return ZOR_BAD_PARAM;
+  zor::chan::FrameHeader h;
+  ByteBuf body;
+  ZOR_ReturnStatus st = zor::chan::RecvFrame(fd, &h, &body, zor::chan::TimeoutMs());
+  if (st) return st;
+  if (h.op != zor::chan::OP_EVENT) return ZOR_CHANNEL_ERROR;
+  WireReader r(body.Data(), body.Size());
+  uint32_t type = r.U32();
+  std::string_view id = r.Bytes(16);
+  std::string port;
+  ZOR_ReturnStatus textSt = zor::chan::ReadText(r, &port);
+  std::string_view data = r.Blob();
+  if (!r.Ok() || textSt || r.Remaining() != 0) return ZOR_CHANNEL_ERROR;
+  uint8_t uuid[16];
+  for (int i = 0; i < 16; i++) uuid[i] = static_cast<uint8_t>(id[i]);
+  DVSEventMsg *m = DVSEvent_Alloc(type, uuid, port.c_str(), data.empty() ? nullptr : data.data(),
+                                  static_cast<uint32_t>(data.size()));
+  if (!m) return ZOR_NO_MEMORY;
+  *msg = m;
+  return 0;
+}
+
+ZOR_ReturnStatus DVSEvent_PostMsg(DVSEventMsg *msg) {
+  if (!msg) return ZOR_BAD_PARAM;
+  const void *data = nullptr;
+  uint32_t len = DVSEvent_Data(msg, &data);
+  if (!data) len = 0;
+  ByteBuf body;
+  WireWriter w(&body);
+  w.U32(msg->type);
+  w.Bytes(DVSEvent_DvsUUID(msg), 16);
+  zor::chan::WriteText(w, DVSEvent_PortId(msg));
+  w.U32(len);
+  w.Bytes(data, len);
+  if (!w.Ok()) return ZOR_NO_MEMORY;
+  return zor::chan::Call(zor::chan::OP_EVENT_POST, body, nullptr);
+}

@@ -1,0 +1,86 @@
+/*
+ * zorcored_fixture.h --
+ *
+ *    Command tests against a running zorcored: each test starts its own
+ *    daemon on a socket and state directory inside its private directory,
+ *    points brakk at it, and stops it afterwards (expecting a clean exit).
+ */
+
+#ifndef TESTS_CMD_ZORCORED_FIXTURE_H
+#define TESTS_CMD_ZORCORED_FIXTURE_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "transcript.h"
+
+namespace transcript {
+
+/* dvs0's switch ID as brakk derives it from the name. */
+inline constexpr const char *DVS0_ID = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
+
+/* A program started in the background with its output sent to a file. */
+struct Background {
+  pid_t pid = -1;
+  std::string outPath;
+};
+
+class KernelTest : public TranscriptTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  std::string Socket() const { return PathOf("zc.sock"); }
+  std::string StateDir() const { return PathOf("state"); }
+  /* Options that send brakk to this test's daemon. */
+  RunOptions Kernel() const;
+  /* Runs the rows against this test's daemon. */
+  void CheckKernel(const std::vector<Row> &rows) const { Check(rows, Kernel()); }
+
+  /* Starts zorcored (waits until its socket is up); false when it does not come up. */
+  bool StartDaemon();
+  /* Stops it with SIGTERM and returns its exit status (-1 when it had to be killed). */
+  int StopDaemon();
+  /* Kills the daemon with SIGKILL at once and reaps it. */
+  void KillDaemon();
+  pid_t DaemonPid() const { return daemon_; }
+
+  /* Runs "zorcored ctl --socket SOCKET" with the (split) arguments. */
+  RunResult Ctl(const std::string &args) const;
+  /* Runs ctl and fails the test unless it succeeds silently. */
+  void CtlOk(const std::string &args) const;
+  /* The value of one "name: N" line of "ctl info", or -1. */
+  long Info(const std::string &name) const;
+
+  /*
+   * Starts brakk with args in the background against this daemon, its
+   * standard output and error going to a file; the test stops it.
+   */
+  Background StartBrakk(const std::vector<std::string> &args) const;
+  /* Ends a background program with signal and returns what it printed. */
+  static std::string StopBackground(Background &bg, int signal);
+  /* Waits until pred() holds, up to seconds; returns whether it did. */
+  template <typename Pred>
+  static bool WaitUntil(Pred pred, double seconds = 10);
+
+ private:
+  pid_t daemon_ = -1;
+};
+
+/* Reads a whole file; empty when it cannot be read. */
+std::string ReadFile(const std::string &path);
+
+template <typename Pred>
+bool KernelTest::WaitUntil(Pred pred, double seconds) {
+  for (int i = 0; i < static_cast<int>(seconds * 200); i++) {
+    if (pred()) return true;
+    usleep(5000);
+  }
+  return pred();
+}
+
+}  // namespace transcript
+
+#endif  // TESTS_CMD_ZORCORED_FIXTURE_H

@@ -1,0 +1,102 @@
+/*
+ * server.h --
+ *
+ *    zorcored's event loop: one thread polling the listening socket, a
+ *    signal descriptor and every client on non-blocking sockets. Each
+ *    client has its own receive buffer and queue of outgoing frames, so a
+ *    request is handled only once it has arrived whole (which makes every
+ *    request atomic) and a slow or vanished client holds up nobody else.
+ *    Protocol errors drop only the client that made them.
+ */
+
+#ifndef ZORCORED_SERVER_H
+#define ZORCORED_SERVER_H
+
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/protocol.h"
+#include "core/wire.h"
+#include "kernel.h"
+
+namespace zorcored {
+
+/* Limits of the event loop. */
+inline constexpr size_t MAX_CLIENTS = 1000;
+/* A listener whose undelivered events exceed either bound is dropped. */
+inline constexpr size_t LISTENER_MAX_BYTES = 4u << 20;
+inline constexpr size_t LISTENER_MAX_EVENTS = 8192;
+/* Largest data block an event may carry. */
+inline constexpr uint32_t EVENT_DATA_MAX = 64u * 1024;
+/* A client that leaves a request or a reply half-transferred this long is dropped. */
+inline constexpr int STALL_TIMEOUT_MS = 30000;
+
+class Server {
+ public:
+  /* Serves kernel on the listening socket listenFd (which it does not own). */
+  Server(Kernel *kernel, int listenFd);
+  ~Server();
+  Server(const Server &) = delete;
+  Server &operator=(const Server &) = delete;
+
+  /*
+   * Runs until SIGTERM or SIGINT arrives (or a control client asks for
+   * shutdown). The caller must have blocked both signals. Returns 0, or 1
+   * when the loop could not be set up.
+   */
+  int Run();
+
+ private:
+  struct Client {
+    int fd = -1;
+    bool listener = false; /* registered for events; sends nothing more */
+    bool closing = false;  /* drop once the queued frames are sent */
+    bool dead = false;
+    std::vector<uint8_t> in; /* bytes received, not yet handled */
+    std::deque<zor::ByteBuf> out;
+    size_t outOffset = 0; /* bytes of out.front() already sent */
+    size_t outBytes = 0;  /* bytes queued, all frames */
+    int64_t lastProgress = 0;
+  };
+  struct Fault {
+    uint32_t status;
+    uint32_t remaining; /* 0: every time */
+  };
+
+  /* Accepts every waiting connection: greets it, or refuses another user's. */
+  void Accept();
+  /* Receives what a client sent (up to a budget) and handles the whole requests in it. */
+  void Read(Client &c);
+  /* Handles buffered requests one at a time, each once the previous reply is out. */
+  void HandleFrames(Client &c);
+  /* Carries out one whole request and queues its reply (or drops the client). */
+  void Handle(Client &c, const zor::chan::FrameHeader &h, const uint8_t *body);
+  /* Sends as much of the client's queue as the socket takes now. */
+  void Flush(Client &c);
+  /* Queues one frame; the queue owns body from here. */
+  void Queue(Client &c, uint16_t op, uint32_t status, zor::ByteBuf body);
+  /* Queues an event (the body of an OP_EVENT_POST) to every listener. */
+  void Broadcast(const uint8_t *body, size_t len);
+  /* Closes a client and frees its buffers; it is removed at the end of the loop turn. */
+  void Drop(Client &c);
+  /* The text of "zorcored ctl info". */
+  std::string Info() const;
+
+  Kernel *kernel_;
+  int listenFd_;
+  int signalFd_ = -1;
+  int spareFd_ = -1; /* kept open so that accept can shed clients when out of descriptors */
+  bool stop_ = false;
+  std::vector<std::unique_ptr<Client>> clients_;
+  std::map<uint16_t, Fault> faults_;
+};
+
+}  // namespace zorcored
+
+#endif  // ZORCORED_SERVER_H
