@@ -128,8 +128,9 @@ DVSPort *DVSState_PortFind(const char *sw, const char *port) {
 void DVSState_PortForEach(DVSSwitch *h, DVSState_PortVisitor visitor, void *context) {
   if (!h || !visitor) return;
   zor::SwitchObj *s = AsSwitch(h);
-  for (size_t i = 0; i < s->ports.size(); i++) {
-    if (visitor(s->ports[i].get(), context) != 0) break;
+  auto &ports = s->Ports();
+  for (size_t i = 0; i < ports.size(); i++) {
+    if (visitor(ports[i].get(), context) != 0) break;
   }
 }
 

@@ -81,7 +81,7 @@ ZOR_ReturnStatus CmdEcho(const CmdContext &c, ByteBuf *out) {
 }
 
 ZOR_ReturnStatus CmdPortCount(const CmdContext &c, ByteBuf *out) {
-  PutText(out, std::to_string(c.sw->ports.size()));
+  PutText(out, std::to_string(c.sw->PortCount()));
   return 0;
 }
 
@@ -157,7 +157,7 @@ std::string DeriveSwitchId(std::string_view name) {
 
 size_t Kernel::PortCount() const {
   size_t n = 0;
-  for (const auto &s : model_.Switches()) n += s->ports.size();
+  for (const auto &s : model_.Switches()) n += s->PortCount();
   return n;
 }
 

@@ -57,9 +57,80 @@ std::unique_ptr<SwitchObj> NewSwitch() {
 
 }  // namespace
 
+namespace {
+
+/* Reads one encoded port: its name, state and the extent of its property list. */
+ZOR_ReturnStatus ReadPort(WireReader &r, std::string_view *name, uint32_t *state,
+                          const uint8_t **list, uint32_t *listLen) {
+  *name = r.Bytes(r.U16());
+  *state = r.U32();
+  if (!r.Ok()) return ZOR_TRUNCATED;
+  if (!ValidText(*name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
+  return TreeScan(r, list, listLen);
+}
+
+}  // namespace
+
+bool SwitchObj::EnsurePorts() const {
+  if (!portsImage_) return true;
+  std::vector<std::unique_ptr<PortObj>> ports;
+  std::unordered_map<std::string_view, PortObj *> index;
+  try {
+    ports.reserve(portsImageCount_);
+    index.reserve(portsImageCount_);
+    WireReader r(portsImage_, portsImageLen_);
+    for (uint32_t i = 0; i < portsImageCount_; i++) {
+      std::string_view name;
+      const uint8_t *list = nullptr;
+      uint32_t listLen = 0;
+      auto p = std::make_unique<PortObj>();
+      /* The section was validated when it was loaded. */
+      ReadPort(r, &name, &p->state, &list, &listLen);
+      CopyField(p->name, sizeof p->name, name);
+      if (!(p->data = TreeFromImage(list, listLen))) return false;
+      p->dvs = const_cast<SwitchObj *>(this);
+      index.emplace(p->Name(), p.get());
+      ports.push_back(std::move(p));
+    }
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  ports_.swap(ports);
+  portIndex_.swap(index);
+  portsImage_ = nullptr;
+  portsImageLen_ = portsImageCount_ = 0;
+  return true;
+}
+
+std::vector<std::unique_ptr<PortObj>> &SwitchObj::Ports() const {
+  EnsurePorts();
+  return ports_;
+}
+
 PortObj *SwitchObj::FindPort(std::string_view port) const {
-  auto it = portIndex.find(port);
-  return it == portIndex.end() ? nullptr : it->second;
+  if (!EnsurePorts()) return nullptr;
+  auto it = portIndex_.find(port);
+  return it == portIndex_.end() ? nullptr : it->second;
+}
+
+bool SwitchObj::InsertPort(std::unique_ptr<PortObj> &p) {
+  if (!EnsurePorts()) return false;
+  try {
+    if (ports_.size() == ports_.capacity()) ports_.reserve(ports_.size() * 2 + 16);
+    portIndex_.emplace(p->Name(), p.get());
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+  p->dvs = this;
+  ports_.push_back(std::move(p));
+  return true;
+}
+
+void SwitchObj::ErasePort(PortObj *p) {
+  portIndex_.erase(p->Name());
+  auto it = std::find_if(ports_.begin(), ports_.end(),
+                         [p](const std::unique_ptr<PortObj> &q) { return q.get() == p; });
+  if (it != ports_.end()) ports_.erase(it);
 }
 
 void BeginBlock(WireWriter &w, uint32_t magic) {
@@ -104,7 +175,8 @@ ZOR_ReturnStatus OpenBlock(const void *data, uint32_t len, uint32_t magic, WireR
 namespace {
 
 /* The switches of a body, read from image; nothing is kept on failure. */
-ZOR_ReturnStatus ReadSwitches(WireReader &r, std::vector<std::unique_ptr<SwitchObj>> *out) {
+ZOR_ReturnStatus ReadSwitches(WireReader &r, std::vector<std::unique_ptr<SwitchObj>> *out,
+                              std::vector<std::string_view> *names) {
   std::vector<std::unique_ptr<SwitchObj>> &loaded = *out;
   ZOR_ReturnStatus status;
   const uint8_t *list = nullptr;
@@ -138,21 +210,19 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, std::vector<std::unique_ptr<SwitchO
     if (!r.Ok()) return ZOR_TRUNCATED;
     /* A port takes at least 11 bytes. */
     if (portCount > r.Remaining() / 11) return ZOR_TRUNCATED;
-    s->ports.reserve(portCount);
-    s->portIndex.reserve(portCount);
+    /* Every port is checked now; the port objects are built when the switch is first used. */
+    const uint8_t *section = r.Position();
+    names->clear();
+    names->reserve(portCount);
     for (uint32_t j = 0; j < portCount; j++) {
-      auto p = std::make_unique<PortObj>();
-      std::string_view name = r.Bytes(r.U16());
-      p->state = r.U32();
-      if (!r.Ok()) return ZOR_TRUNCATED;
-      if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
-      CopyField(p->name, sizeof p->name, name);
-      if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) return status;
-      if (!(p->data = TreeFromImage(list, listLen))) return ZOR_NO_MEMORY;
-      p->dvs = s.get();
-      if (!s->portIndex.emplace(p->Name(), p.get()).second) return ZOR_INVALID_DATA;
-      s->ports.push_back(std::move(p));
+      std::string_view name;
+      uint32_t state;
+      if ((status = ReadPort(r, &name, &state, &list, &listLen)) != ZOR_OK) return status;
+      names->push_back(name);
     }
+    std::sort(names->begin(), names->end());
+    if (std::adjacent_find(names->begin(), names->end()) != names->end()) return ZOR_INVALID_DATA;
+    s->SetPortsImage(section, static_cast<uint32_t>(r.Position() - section), portCount);
     loaded.push_back(std::move(s));
   }
   if (r.Remaining() != 0) return ZOR_INVALID_DATA;
@@ -174,7 +244,8 @@ ZOR_ReturnStatus ConfigModel::Deserialize(const void *data, uint32_t len) {
   WireReader r(image, bodyLen);
   std::vector<std::unique_ptr<SwitchObj>> loaded;
   try {
-    status = ReadSwitches(r, &loaded);
+    std::vector<std::string_view> names;
+    status = ReadSwitches(r, &loaded, &names);
   } catch (const std::bad_alloc &) {
     status = ZOR_NO_MEMORY;
   }
@@ -195,7 +266,14 @@ ZOR_ReturnStatus ConfigModel::Serialize(ByteBuf *out, bool persistentOnly) const
     if (persistentOnly && NoPersist(*s)) continue;
     size += 2 + s->Id().size() + 2 + strlen(s->className) + 4 + 4 + 4;
     size += TreeEncodedSize(s->global, persistentOnly) + TreeEncodedSize(s->host, persistentOnly);
-    for (const auto &p : s->ports) {
+    uint32_t sectionLen = 0;
+    /* The persistent form filters every list, so it needs the ports decoded. */
+    if (s->PortsImage(&sectionLen) && !persistentOnly) {
+      size += sectionLen;
+      continue;
+    }
+    if (!s->EnsurePorts()) return ZOR_NO_MEMORY;
+    for (const auto &p : s->Ports()) {
       size += 2 + p->Name().size() + 4 + TreeEncodedSize(p->data, persistentOnly);
     }
   }
@@ -219,8 +297,13 @@ ZOR_ReturnStatus ConfigModel::Serialize(ByteBuf *out, bool persistentOnly) const
     w.U32(s->version);
     TreeEncode(s->global, w, persistentOnly);
     TreeEncode(s->host, w, persistentOnly);
-    w.U32(static_cast<uint32_t>(s->ports.size()));
-    for (const auto &p : s->ports) {
+    w.U32(static_cast<uint32_t>(s->PortCount()));
+    uint32_t sectionLen = 0;
+    if (const uint8_t *section = s->PortsImage(&sectionLen)) {
+      w.Bytes(section, sectionLen);
+      continue;
+    }
+    for (const auto &p : s->Ports()) {
       w.U16(static_cast<uint16_t>(p->Name().size()));
       w.Bytes(p->name, p->Name().size());
       w.U32(p->state);
@@ -313,21 +396,17 @@ ZOR_ReturnStatus ConfigModel::AddPort(const char *id, const char *port, DVSData 
   std::unique_ptr<PortObj> p;
   try {
     p = std::make_unique<PortObj>();
-    if (s->ports.size() == s->ports.capacity()) s->ports.reserve(s->ports.size() * 2 + 16);
-    CopyField(p->name, sizeof p->name, name);
-    s->portIndex.emplace(p->Name(), p.get());
   } catch (const std::bad_alloc &) {
     return ZOR_NO_MEMORY;
   }
-  /* From here nothing can fail but the empty tree, so the caller's tree is taken only on success. */
-  if (!tree && !(tree = TreeNew())) {
-    s->portIndex.erase(p->Name());
+  CopyField(p->name, sizeof p->name, name);
+  p->state = DVS_PORT_STATE_NORMAL;
+  /* The caller's tree is taken only on success. */
+  p->data = tree ? tree : TreeNew();
+  if (!p->data || !s->InsertPort(p)) {
+    if (p && p->data == tree) p->data = nullptr;
     return ZOR_NO_MEMORY;
   }
-  p->state = DVS_PORT_STATE_NORMAL;
-  p->dvs = s;
-  p->data = tree;
-  s->ports.push_back(std::move(p));
   return ZOR_OK;
 }
 
@@ -336,10 +415,7 @@ ZOR_ReturnStatus ConfigModel::RemovePort(const char *id, const char *port) {
   if (!s) return ZOR_NOT_FOUND;
   PortObj *p = s->FindPort(TextArg(port));
   if (!p) return ZOR_NOT_FOUND;
-  s->portIndex.erase(p->Name());
-  auto it = std::find_if(s->ports.begin(), s->ports.end(),
-                         [p](const std::unique_ptr<PortObj> &q) { return q.get() == p; });
-  s->ports.erase(it);
+  s->ErasePort(p);
   return ZOR_OK;
 }
 

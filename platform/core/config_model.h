@@ -49,16 +49,48 @@ struct SwitchObj : DVSSwitch {
   SwitchObj(const SwitchObj &) = delete;
   SwitchObj &operator=(const SwitchObj &) = delete;
 
-  char id[DVS_SWITCH_ID_BUF_LEN + 1] = {};          /* ID text, zero padded */
+  char id[DVS_SWITCH_ID_BUF_LEN + 1] = {}; /* ID text, zero padded */
   char className[DVS_CLASS_NAME_LEN] = {};
   int32_t maxPorts = 0;
   DVSData *global = nullptr;
   DVSData *host = nullptr;
-  std::vector<std::unique_ptr<PortObj>> ports;
-  std::unordered_map<std::string_view, PortObj *> portIndex; /* views into PortObj::name */
 
   std::string_view Id() const { return id; }
+
+  /*
+   * The ports of a loaded switch stay a view of their encoded section in
+   * the model's image until first used, so that a command that touches one
+   * switch of a large configuration builds the ports of that switch only.
+   * EnsurePorts decodes them (false when memory runs out); Ports() and
+   * FindPort() call it.
+   */
+  bool EnsurePorts() const;
+  size_t PortCount() const { return portsImage_ ? portsImageCount_ : ports_.size(); }
+  /* The ports in order; empty when decoding them ran out of memory. */
+  std::vector<std::unique_ptr<PortObj>> &Ports() const;
   PortObj *FindPort(std::string_view port) const;
+  /* Adds a port whose name is set; false when memory runs out (nothing changed). */
+  bool InsertPort(std::unique_ptr<PortObj> &p);
+  /* Removes a port of this switch. */
+  void ErasePort(PortObj *p);
+  /* Lets the ports view an encoded section (count ports, len bytes) of a validated image. */
+  void SetPortsImage(const uint8_t *section, uint32_t len, uint32_t count) {
+    portsImage_ = section;
+    portsImageLen_ = len;
+    portsImageCount_ = count;
+  }
+  /* The encoded port section while the ports are still a view, else null. */
+  const uint8_t *PortsImage(uint32_t *len) const {
+    *len = portsImageLen_;
+    return portsImage_;
+  }
+
+ private:
+  mutable std::vector<std::unique_ptr<PortObj>> ports_;
+  mutable std::unordered_map<std::string_view, PortObj *> portIndex_; /* views into names */
+  mutable const uint8_t *portsImage_ = nullptr;
+  mutable uint32_t portsImageLen_ = 0;
+  mutable uint32_t portsImageCount_ = 0;
 };
 
 /* Longest switch ID text accepted, NUL excluded. */

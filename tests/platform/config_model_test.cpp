@@ -186,10 +186,10 @@ TEST(ConfigModel, RoundTripKeepsEverythingInOrder) {
   EXPECT_EQ(s.version, 6u);
   EXPECT_EQ(back.Switches()[1]->version, 100u);
   std::vector<std::string> ports;
-  for (const auto &p : s.ports) ports.emplace_back(p->name);
+  for (const auto &p : s.Ports()) ports.emplace_back(p->name);
   EXPECT_EQ(ports, (std::vector<std::string>{"7", "3", "uplink1"}));
-  EXPECT_EQ(s.ports[1]->state, DVS_PORT_STATE_LOCAL_CACHE);
-  EXPECT_EQ(Value(s.ports[0]->data, "empty"), "");
+  EXPECT_EQ(s.Ports()[1]->state, DVS_PORT_STATE_LOCAL_CACHE);
+  EXPECT_EQ(Value(s.Ports()[0]->data, "empty"), "");
 
   // Loading into a state that is not empty replaces it.
   ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
