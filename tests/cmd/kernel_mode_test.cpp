@@ -262,6 +262,26 @@ TEST_F(KernelMode, ConfigDaemonPushesTheStoreIntoTheKernel) {
   for (pid_t pid : detached) kill(pid, SIGKILL);
 }
 
+// The detached daemon copies the kernel's state back to the store every 30
+// seconds: a change made in the kernel reaches the store within a period.
+TEST_F(KernelMode, ConfigDaemonCopiesTheKernelBackToTheStore) {
+  CheckKernel({
+      {"-a dvs0", 0, "", ""},
+      {"-G", 0, "", ""},
+      {"-Z", 0, "", "starting DVS daemon...\n"},
+      {"-A -p 9 dvs0", 0, "", ""},
+  });
+  const std::string port9 = "\tport 9:\n";
+  EXPECT_EQ(Brakk("-f /etc/corvane/dvsdata.db -l", Kernel()).out.find(port9), std::string::npos);
+  bool copied = false;
+  for (int second = 0; second < 45 && !copied; second++) {
+    sleep(1);
+    copied = Brakk("-f /etc/corvane/dvsdata.db -l", Kernel()).out.find(port9) != std::string::npos;
+  }
+  EXPECT_TRUE(copied) << "the kernel's new port never reached the store";
+  for (pid_t pid : DetachedDaemons(Socket())) kill(pid, SIGKILL);
+}
+
 TEST_F(KernelMode, EventsReachEveryListenerInOrder) {
   CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}});
   Background first = StartBrakk({"-g"});
