@@ -130,7 +130,7 @@ void DVSState_PortForEach(DVSSwitch *h, DVSState_PortVisitor visitor, void *cont
   zor::SwitchObj *s = AsSwitch(h);
   auto &ports = s->Ports();
   for (size_t i = 0; i < ports.size(); i++) {
-    if (visitor(ports[i].get(), context) != 0) break;
+    if (visitor(ports[i], context) != 0) break;
   }
 }
 

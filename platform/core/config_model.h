@@ -12,6 +12,7 @@
 #define PLATFORM_CORE_CONFIG_MODEL_H
 
 #include <stdint.h>
+#include <stdlib.h>
 
 #include <memory>
 #include <string>
@@ -34,20 +35,24 @@ struct SwitchObj;
 
 struct PortObj : DVSPort {
   PortObj() : DVSPort{} {}
-  ~PortObj() { TreeFree(data); }
+  ~PortObj() {
+    if (data != &list) TreeFree(data);
+  }
   PortObj(const PortObj &) = delete;
   PortObj &operator=(const PortObj &) = delete;
   std::string_view Name() const { return name; }
+
+  /* The property list of a loaded port lives here (data points at it); added ports bring their own. */
+  DVSData list;
+  /* Where the port's storage comes from: its own allocation, or its switch's block of ports. */
+  bool inBlock = false;
 };
 
 struct SwitchObj : DVSSwitch {
   SwitchObj() : DVSSwitch{} {}
-  ~SwitchObj() {
-    TreeFree(global);
-    TreeFree(host);
-  }
   SwitchObj(const SwitchObj &) = delete;
   SwitchObj &operator=(const SwitchObj &) = delete;
+  ~SwitchObj();
 
   char id[DVS_SWITCH_ID_BUF_LEN + 1] = {}; /* ID text, zero padded */
   char className[DVS_CLASS_NAME_LEN] = {};
@@ -67,9 +72,9 @@ struct SwitchObj : DVSSwitch {
   bool EnsurePorts() const;
   size_t PortCount() const { return portsImage_ ? portsImageCount_ : ports_.size(); }
   /* The ports in order; empty when decoding them ran out of memory. */
-  std::vector<std::unique_ptr<PortObj>> &Ports() const;
+  const std::vector<PortObj *> &Ports() const;
   PortObj *FindPort(std::string_view port) const;
-  /* Adds a port whose name is set; false when memory runs out (nothing changed). */
+  /* Adds a port whose name is set; takes it unless memory runs out (false, nothing changed). */
   bool InsertPort(std::unique_ptr<PortObj> &p);
   /* Removes a port of this switch. */
   void ErasePort(PortObj *p);
@@ -86,7 +91,13 @@ struct SwitchObj : DVSSwitch {
   }
 
  private:
-  mutable std::vector<std::unique_ptr<PortObj>> ports_;
+  /* Deletes a port of this switch, whichever storage it has. */
+  static void DeletePort(PortObj *p);
+
+  mutable std::vector<PortObj *> ports_; /* owned: see DeletePort */
+  /* The ports decoded from the image, in one huge-page friendly block. */
+  mutable PortObj *block_ = nullptr;
+  mutable size_t blockCount_ = 0;
   mutable std::unordered_map<std::string_view, PortObj *> portIndex_; /* views into names */
   mutable const uint8_t *portsImage_ = nullptr;
   mutable uint32_t portsImageLen_ = 0;
@@ -99,7 +110,10 @@ struct SwitchObj : DVSSwitch {
 class ConfigModel {
  public:
   ConfigModel() = default;
-  ~ConfigModel() { Reset(); }
+  ~ConfigModel() {
+    Reset();
+    free(image_);
+  }
   ConfigModel(const ConfigModel &) = delete;
   ConfigModel &operator=(const ConfigModel &) = delete;
 
@@ -141,8 +155,11 @@ class ConfigModel {
 
  private:
   std::vector<std::unique_ptr<SwitchObj>> switches_;
-  /* The body of the last loaded block; untouched trees are views into it. */
+  /* The body of the last accepted block; untouched lists and ports are views into it. */
   uint8_t *image_ = nullptr;
+  size_t imageLen_ = 0;
+  uint8_t header_[16] = {}; /* that block's header */
+  std::vector<uint32_t> sectionLens_; /* that block's port section lengths, by switch */
 };
 
 /* Serialised configuration header: magic "ZCFG", u16 version, u16 0, u32 length, u32 CRC. */

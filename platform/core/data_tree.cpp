@@ -267,6 +267,23 @@ void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
   }
 }
 
+namespace {
+
+/*
+ * A cheap summary of a name: its length with its first and last eight
+ * bytes. Equal names have equal fingerprints; names with different
+ * fingerprints differ, so only equal fingerprints need a full comparison.
+ */
+uint64_t Fingerprint(std::string_view name) {
+  uint64_t head = 0, tail = 0;
+  size_t n = name.size() < 8 ? name.size() : 8;
+  memcpy(&head, name.data(), n);
+  memcpy(&tail, name.data() + name.size() - n, n);
+  return (head * 0x9e3779b97f4a7c15ull) ^ (tail + (static_cast<uint64_t>(name.size()) << 48));
+}
+
+}  // namespace
+
 ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
   const uint8_t *start = r.Position();
   uint32_t count = r.U32();
@@ -275,6 +292,7 @@ ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
   /* Names of small lists are checked for duplicates pairwise, larger ones with a sort. */
   constexpr uint32_t kSmall = 16;
   std::string_view small[kSmall];
+  uint64_t prints[kSmall];
   std::vector<std::string_view> large;
   try {
     if (count > kSmall) large.reserve(count);
@@ -290,10 +308,12 @@ ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
     }
     if (e.value.size() > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
     if (count <= kSmall) {
+      const uint64_t print = Fingerprint(e.name);
       for (uint32_t j = 0; j < i; j++) {
-        if (small[j] == e.name) return ZOR_INVALID_DATA;
+        if (prints[j] == print && small[j] == e.name) return ZOR_INVALID_DATA;
       }
       small[i] = e.name;
+      prints[i] = print;
     } else {
       large.push_back(e.name);
     }
@@ -305,6 +325,13 @@ ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
   *list = start;
   *len = static_cast<uint32_t>(r.Position() - start);
   return ZOR_OK;
+}
+
+void TreeSkip(WireReader &r, const uint8_t **list, uint32_t *len) {
+  const uint8_t *start = r.Position();
+  for (uint32_t count = r.U32(); count && r.Ok(); count--) ReadNode(r);
+  *list = start;
+  *len = static_cast<uint32_t>(r.Position() - start);
 }
 
 ZOR_ReturnStatus TreeDecode(WireReader &r, DVSData **out) {

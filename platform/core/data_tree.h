@@ -41,8 +41,8 @@ struct DVSDataNode {
 };
 
 struct DVSData {
-  DVSData_AllocFn alloc;
-  DVSData_FreeFn release;
+  DVSData_AllocFn alloc = nullptr;
+  DVSData_FreeFn release = nullptr;
   /* While not null, the tree is its encoded list here (nodes and arena are empty). */
   const uint8_t *image = nullptr;
   uint32_t imageLen = 0;
@@ -74,6 +74,8 @@ DVSData *TreeFromImage(const uint8_t *list, uint32_t len);
  * returning where it lies. Same statuses as TreeDecode.
  */
 ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len);
+/* Moves past an encoded list that TreeScan has accepted before, returning where it lies. */
+void TreeSkip(WireReader &r, const uint8_t **list, uint32_t *len);
 
 /* The node named name, or null (also when decoding runs out of memory). */
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name);

@@ -239,6 +239,38 @@ TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
   EXPECT_EQ(Names(again.FindSwitch(kSw)->global), (std::vector<std::string>{zor::ALIAS_KEY}));
 }
 
+// Loading the same bytes again reuses the checks of the first load; edits
+// made in between must not leak into the reload, and other bytes must still
+// be checked in full.
+TEST(ConfigModel, ReloadingTheSameBytesGivesTheSameConfiguration) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  const std::string a = Blob(m);
+  m.AddSwitch("third", "cswitch", 1, 6);
+  const std::string b = Blob(m);
+
+  zor::ConfigModel loaded;
+  ASSERT_EQ(loaded.Deserialize(a.data(), static_cast<uint32_t>(a.size())), ZOR_OK);
+  DVSData *port = nullptr;
+  ASSERT_EQ(loaded.ListFor(kSw, 0, "7", &port), ZOR_OK);
+  ASSERT_EQ(zor::TreeSet(port, "edited", "1", 2, PROP_CONFIG), ZOR_OK);
+  ASSERT_EQ(loaded.RemovePort(kSw, "3"), ZOR_OK);
+  loaded.Reset();
+  ASSERT_EQ(loaded.Deserialize(a.data(), static_cast<uint32_t>(a.size())), ZOR_OK);
+  EXPECT_EQ(Blob(loaded), a);
+  // Without a reset in between, too.
+  ASSERT_EQ(loaded.Deserialize(a.data(), static_cast<uint32_t>(a.size())), ZOR_OK);
+  EXPECT_EQ(Blob(loaded), a);
+  ASSERT_EQ(loaded.Deserialize(b.data(), static_cast<uint32_t>(b.size())), ZOR_OK);
+  EXPECT_EQ(loaded.Switches().size(), 3u);
+  EXPECT_EQ(Blob(loaded), b);
+  // A damaged copy of the cached bytes is still refused.
+  std::string bad = b;
+  bad[bad.size() - 3] ^= 1;
+  EXPECT_EQ(loaded.Deserialize(bad.data(), static_cast<uint32_t>(bad.size())), ZOR_BAD_CHECKSUM);
+  EXPECT_EQ(Blob(loaded), b);
+}
+
 // Every damaged block is refused with a status and leaves the loaded
 // configuration exactly as it was.
 TEST(ConfigModel, DamagedBlocksAreRefusedWhole) {
