@@ -33,12 +33,9 @@ struct BenchProp {
 };
 const BenchProp kPortProps[] = {
     {"com.corvane.common.port.alias", 0}, /* the port name with its NUL */
-    {"com.corvane.common.port.connectid", 4},
-    {"com.corvane.common.port.block", 6},
-    {"com.corvane.etherswitch.port.vlan", 12},
-    {"com.corvane.common.port.linkstatus", 4},
-    {"com.corvane.common.port.speed", 4},
-    {"com.corvane.common.port.shaper.input", 24},
+    {"com.corvane.common.port.connectid", 4},      {"com.corvane.common.port.block", 6},
+    {"com.corvane.etherswitch.port.vlan", 12},     {"com.corvane.common.port.linkstatus", 4},
+    {"com.corvane.common.port.speed", 4},          {"com.corvane.common.port.shaper.input", 24},
     {"com.corvane.etherswitch.port.security", 12},
 };
 

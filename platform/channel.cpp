@@ -81,7 +81,7 @@ ZOR_ReturnStatus Call(uint16_t op, const void *body, size_t bodyLen, ByteBuf *re
   ByteBuf local;
   ByteBuf *out = reply ? reply : &local;
   FrameHeader rh;
-  st = RecvFrame(g_fd, &rh, out, timeout);
+  st = RecvFrame(g_fd, &rh, out, timeout, true);
   if (st == 0 && rh.op != (op | OP_REPLY)) st = ZOR_CHANNEL_ERROR;
   if (st) {
     out->Clear();

@@ -55,9 +55,13 @@ uint32_t DVSData_Data(DVSDataNode *node, void **data) {
   return node->dataLen;
 }
 
-const char *DVSData_Name(DVSDataNode *node) { return node->tree->arena.data() + node->nameOff; }
+const char *DVSData_Name(DVSDataNode *node) {
+  return node->tree->arena.data() + node->nameOff;
+}
 
-int32_t DVSData_PropType(DVSDataNode *node) { return node->flags; }
+int32_t DVSData_PropType(DVSDataNode *node) {
+  return node->flags;
+}
 
 ZOR_ReturnStatus DVSData_Serialize(DVSData *tree, void **data, uint32_t *len, uint32_t format) {
   if (!tree || !data || !len) return ZOR_BAD_PARAM;
@@ -102,4 +106,6 @@ ZOR_ReturnStatus DVSData_Deserialize(DVSData **tree, const void *data, uint32_t 
   return ZOR_OK;
 }
 
-void DVSData_Free(DVSData *tree) { zor::TreeFree(tree); }
+void DVSData_Free(DVSData *tree) {
+  zor::TreeFree(tree);
+}

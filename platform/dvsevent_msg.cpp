@@ -13,7 +13,9 @@
 namespace {
 
 /* Event types whose data is a dynamic event identifier text. */
-bool IsDynamicEvent(uint32_t type) { return type == 11 || type == 12; }
+bool IsDynamicEvent(uint32_t type) {
+  return type == 11 || type == 12;
+}
 
 }  // namespace
 
@@ -43,11 +45,17 @@ DVSEventMsg *DVSEvent_Alloc(uint32_t type, const uint8_t dvsUuid[16], const char
   return msg;
 }
 
-void DVSEvent_Free(DVSEventMsg *msg) { free(msg); }
+void DVSEvent_Free(DVSEventMsg *msg) {
+  free(msg);
+}
 
-const uint8_t *DVSEvent_DvsUUID(const DVSEventMsg *msg) { return msg->dvsUuid; }
+const uint8_t *DVSEvent_DvsUUID(const DVSEventMsg *msg) {
+  return msg->dvsUuid;
+}
 
-const char *DVSEvent_PortId(const DVSEventMsg *msg) { return msg->portId; }
+const char *DVSEvent_PortId(const DVSEventMsg *msg) {
+  return msg->portId;
+}
 
 uint32_t DVSEvent_Data(const DVSEventMsg *msg, const void **data) {
   if (data) *data = msg->data;

@@ -23,10 +23,12 @@ zor::ConfigModel &State() {
   return *state;
 }
 
-zor::SwitchObj *AsSwitch(DVSSwitch *h) { return static_cast<zor::SwitchObj *>(h); }
+zor::SwitchObj *AsSwitch(DVSSwitch *h) {
+  return static_cast<zor::SwitchObj *>(h);
+}
 
-ZOR_ReturnStatus ListSet(int which, const char *sw, const char *key, const void *data,
-                         uint32_t len, int32_t flags) {
+ZOR_ReturnStatus ListSet(int which, const char *sw, const char *key, const void *data, uint32_t len,
+                         int32_t flags) {
   if (!key) return ZOR_BAD_PARAM;
   DVSData *list = nullptr;
   ZOR_ReturnStatus status = State().ListFor(sw, which, nullptr, &list);
@@ -91,7 +93,9 @@ ZOR_ReturnStatus DVSState_SwitchAdd(const char *sw, const char *className, int32
   return State().AddSwitch(sw, className, maxPorts, version);
 }
 
-ZOR_ReturnStatus DVSState_SwitchRemove(const char *sw) { return State().RemoveSwitch(sw); }
+ZOR_ReturnStatus DVSState_SwitchRemove(const char *sw) {
+  return State().RemoveSwitch(sw);
+}
 
 DVSSwitch *DVSState_SwitchFind(const char *sw) {
   return sw ? State().FindSwitch(sw) : nullptr;
@@ -134,8 +138,8 @@ void DVSState_PortForEach(DVSSwitch *h, DVSState_PortVisitor visitor, void *cont
   }
 }
 
-ZOR_ReturnStatus DVSState_PortDataSet(DVSPort *p, const char *key, const void *data,
-                                      uint32_t len, int32_t flags) {
+ZOR_ReturnStatus DVSState_PortDataSet(DVSPort *p, const char *key, const void *data, uint32_t len,
+                                      int32_t flags) {
   if (!p || !key) return ZOR_BAD_PARAM;
   return zor::TreeSet(p->data, key, data, len, flags);
 }
@@ -186,10 +190,18 @@ void DVSState_HostPropForEach(DVSSwitch *h, DVSState_PropVisitor visitor, void *
   if (h) ListForEach(AsSwitch(h)->host, visitor, context);
 }
 
-const char *DVS_SwitchId(DVSSwitch *h) { return AsSwitch(h)->id; }
+const char *DVS_SwitchId(DVSSwitch *h) {
+  return AsSwitch(h)->id;
+}
 
-const char *DVS_ClassName(DVSSwitch *h) { return AsSwitch(h)->className; }
+const char *DVS_ClassName(DVSSwitch *h) {
+  return AsSwitch(h)->className;
+}
 
-uint32_t DVS_GetMaxPorts(DVSSwitch *h) { return static_cast<uint32_t>(AsSwitch(h)->maxPorts); }
+uint32_t DVS_GetMaxPorts(DVSSwitch *h) {
+  return static_cast<uint32_t>(AsSwitch(h)->maxPorts);
+}
 
-const char *DVS_PortId(DVSPort *p) { return p->name; }
+const char *DVS_PortId(DVSPort *p) {
+  return p->name;
+}

@@ -192,11 +192,27 @@ bool Kernel::Handle(uint16_t op, const uint8_t *body, size_t len, Reply *reply) 
   WireReader r(body, len);
   Fields f(r);
   ZOR_ReturnStatus &st = reply->status;
+  if (op == OP_STATE_GET) {
+    /*
+     * Commands read the whole state once or twice in a row (alias lookup,
+     * switch lookup); it is serialised once and served from a copy until a
+     * request that may change it arrives.
+     */
+    if (len) return false;
+    if (!stateCached_) {
+      stateCache_.Clear();
+      if ((st = model_.Serialize(&stateCache_)) != 0) return true;
+      stateCached_ = true;
+    }
+    if (!reply->body.Append(stateCache_.Data(), stateCache_.Size())) st = ZOR_NO_MEMORY;
+    return true;
+  }
+  /* Any other request may change the state. */
+  stateCached_ = false;
   switch (op) {
-    case OP_STATE_GET:
     case OP_PERSISTENT_STATE_GET:
       if (len) return false;
-      st = model_.Serialize(&reply->body, op == OP_PERSISTENT_STATE_GET);
+      st = model_.Serialize(&reply->body, true);
       if (st) reply->body.Clear();
       return true;
     case OP_STATE_INIT:

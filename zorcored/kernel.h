@@ -93,6 +93,9 @@ class Kernel {
 
   Store *store_;
   zor::ConfigModel model_;
+  /* The serialised state while no request has arrived that may change it. */
+  zor::ByteBuf stateCache_;
+  bool stateCached_ = false;
   std::set<std::string> associated_;
   std::map<PortKey, UplinkRuntime> runtime_;
 };

@@ -39,7 +39,9 @@ bool CopyField(char *dst, size_t size, std::string_view src) {
   return true;
 }
 
-std::string_view TextArg(const char *s) { return s ? std::string_view(s) : std::string_view(); }
+std::string_view TextArg(const char *s) {
+  return s ? std::string_view(s) : std::string_view();
+}
 
 /* The global value of a switch's no-persist flag is one byte, 1 for set. */
 bool NoPersist(const SwitchObj &s) {

@@ -42,7 +42,8 @@ struct PortObj : DVSPort {
   PortObj &operator=(const PortObj &) = delete;
   std::string_view Name() const { return name; }
 
-  /* The property list of a loaded port lives here (data points at it); added ports bring their own. */
+  /* The property list of a loaded port lives here (data points at it); added ports bring their own.
+   */
   DVSData list;
   /* Where the port's storage comes from: its own allocation, or its switch's block of ports. */
   bool inBlock = false;
@@ -158,7 +159,7 @@ class ConfigModel {
   /* The body of the last accepted block; untouched lists and ports are views into it. */
   uint8_t *image_ = nullptr;
   size_t imageLen_ = 0;
-  uint8_t header_[16] = {}; /* that block's header */
+  uint8_t header_[16] = {};           /* that block's header */
   std::vector<uint32_t> sectionLens_; /* that block's port section lengths, by switch */
 };
 

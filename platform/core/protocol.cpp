@@ -228,20 +228,27 @@ ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutM
   return 0;
 }
 
-ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs) {
+ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs,
+                           bool reserveAnnounced) {
   body->Clear();
   uint8_t hdr[FRAME_HEADER_LEN];
   ZOR_ReturnStatus st = RecvExact(fd, hdr, sizeof(hdr), timeoutMs);
   if (st) return st;
   if (HeaderDecode(hdr, h)) return ZOR_CHANNEL_ERROR;
-  /* Grow with what arrives, never by what the header announces. */
-  uint8_t chunk[64 * 1024];
+  /*
+   * The daemon grows a request's buffer with what arrives, never by what a
+   * client announces. A client reserves the announced length of a reply
+   * at once (it is bounded by the frame limit), so that a whole-state reply
+   * lands in one block without copies.
+   */
+  if (reserveAnnounced && !body->Reserve(h->bodyLen + 1)) return ZOR_NO_MEMORY;
   size_t left = h->bodyLen;
   while (left > 0) {
-    size_t want = std::min(left, sizeof(chunk));
-    ssize_t got = recv(fd, chunk, want, 0);
+    const size_t want = std::min<size_t>(left, reserveAnnounced ? 1u << 20 : 64u << 10);
+    if (!body->Reserve(want)) return ZOR_NO_MEMORY;
+    ssize_t got = recv(fd, body->Data() + body->Size(), want, 0);
     if (got > 0) {
-      if (!body->Append(chunk, static_cast<size_t>(got))) return ZOR_NO_MEMORY;
+      body->Grow(static_cast<size_t>(got));
       left -= static_cast<size_t>(got);
       continue;
     }

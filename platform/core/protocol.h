@@ -168,11 +168,14 @@ ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutM
 
 /*
  * Reads one whole frame from the non-blocking socket fd into *h and body
- * (emptied first). body grows only as bytes arrive. Returns 0, ZOR_TIMEOUT
+ * (emptied first). body grows only as bytes arrive, unless reserveAnnounced
+ * (for replies from the daemon) reserves the announced length at once.
+ * Returns 0, ZOR_TIMEOUT
  * when nothing arrives for timeoutMs, ZOR_CHANNEL_ERROR for an end of
  * stream, a socket error or a malformed header, or ZOR_NO_MEMORY.
  */
-ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs);
+ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs,
+                           bool reserveAnnounced = false);
 
 /*
  * Connects a new non-blocking, close-on-exec socket to the daemon at path

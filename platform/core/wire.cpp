@@ -94,8 +94,7 @@ uint32_t CrcSoftware(const uint8_t *p, size_t len, uint32_t crc) {
 }
 
 #if defined(__x86_64__)
-__attribute__((target("sse4.2"))) uint32_t CrcHardware(const uint8_t *p, size_t len,
-                                                       uint32_t crc) {
+__attribute__((target("sse4.2"))) uint32_t CrcHardware(const uint8_t *p, size_t len, uint32_t crc) {
   uint64_t c = crc;
   while (len >= 8) {
     uint64_t v;

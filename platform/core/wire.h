@@ -57,6 +57,8 @@ class ByteBuf {
     len_ += n;
     return true;
   }
+  /* Counts n more bytes that the caller wrote past Size() after a Reserve. */
+  void Grow(size_t n) { len_ += n; }
   uint8_t *Data() { return data_; }
   const uint8_t *Data() const { return data_; }
   size_t Size() const { return len_; }

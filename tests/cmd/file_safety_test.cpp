@@ -101,8 +101,8 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
   std::uniform_int_distribution<long> delayUs(0, editUs);
   int killed = 0;
   for (int i = 0; i < 25; i++) {
-    std::vector<std::string> args = {"brakk", "-f", "./dvs.db", "-s",
-                                     "round=" + std::to_string(i), "-p", "7", "dvs0"};
+    std::vector<std::string> args = {"brakk", "-f", "./dvs.db", "-s", "round=" + std::to_string(i),
+                                     "-p",    "7",  "dvs0"};
     std::vector<char *> argv;
     for (std::string &a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
@@ -169,7 +169,8 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
   };
   for (const Damage &d : damages) {
     WriteFile("dvs.db", d.bytes);
-    const std::string refused = std::string("DVSState_ConfigDeserialize failed: ") + d.reason + "\n";
+    const std::string refused =
+        std::string("DVSState_ConfigDeserialize failed: ") + d.reason + "\n";
     Check({
         {"-f $F -l", 1, "", refused},
         {"-f $F -s k=v -p 7 dvs0", 255, "", nk + refused + "Failed to load config.\n"},

@@ -2,6 +2,8 @@
 // configuration model, serialisation round trips and the refusal of
 // damaged blocks.
 
+#include "core/config_model.h"
+
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
@@ -9,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "core/config_model.h"
 #include "core/data_tree.h"
 #include "state/dvslib.h"
 
@@ -127,8 +128,7 @@ TEST(DataTree, SerialiseRoundTripAndDamage) {
   // A configuration block is not a tree block.
   zor::ConfigModel m;
   std::string cfg = Blob(m);
-  EXPECT_EQ(DVSData_Deserialize(&back, cfg.data(), static_cast<uint32_t>(cfg.size()), malloc,
-                                free),
+  EXPECT_EQ(DVSData_Deserialize(&back, cfg.data(), static_cast<uint32_t>(cfg.size()), malloc, free),
             ZOR_NOT_A_CONFIG);
   free(blob);
   zor::TreeFree(tree);
@@ -233,8 +233,7 @@ TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
             std::string("7", 2));
 
   std::string persistent = Blob(loaded, true);
-  ASSERT_EQ(again.Deserialize(persistent.data(), static_cast<uint32_t>(persistent.size())),
-            ZOR_OK);
+  ASSERT_EQ(again.Deserialize(persistent.data(), static_cast<uint32_t>(persistent.size())), ZOR_OK);
   EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "added"), "<absent>");
   EXPECT_EQ(Names(again.FindSwitch(kSw)->global), (std::vector<std::string>{zor::ALIAS_KEY}));
 }

@@ -40,8 +40,7 @@ TEST_F(DvsFileTest, MissingOrUnreadablePathsFailWithAStatus) {
   void *data = nullptr;
   uint32_t len = 0;
   int32_t offset = -1;
-  EXPECT_EQ(DVSFile_ReadClassical(Path("absent.db").c_str(), &data, &len, &offset),
-            ZOR_NOT_FOUND);
+  EXPECT_EQ(DVSFile_ReadClassical(Path("absent.db").c_str(), &data, &len, &offset), ZOR_NOT_FOUND);
   EXPECT_EQ(DVSFile_ReadClassical(dir_.c_str(), &data, &len, &offset), ZOR_IO_ERROR);
   EXPECT_EQ(DVSFile_ReadClassical("", &data, &len, &offset), ZOR_BAD_PARAM);
   // A directory component that is a file.
@@ -80,8 +79,7 @@ TEST_F(DvsFileTest, WriteReplacesWholeAndKeepsMode) {
 TEST_F(DvsFileTest, ConfigurationStateRoundTripsThroughAFile) {
   const char *sw = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
   ASSERT_EQ(DVSState_SwitchAdd(sw, "cswitch", 64, 6), ZOR_OK);
-  ASSERT_EQ(DVSState_GlobalPropSet(sw, "com.corvane.common.alias", "dvs0", 5, PROP_CONFIG),
-            ZOR_OK);
+  ASSERT_EQ(DVSState_GlobalPropSet(sw, "com.corvane.common.alias", "dvs0", 5, PROP_CONFIG), ZOR_OK);
   DVSData *tree = nullptr;
   ASSERT_EQ(DVSData_Alloc(&tree, malloc, free), ZOR_OK);
   ASSERT_EQ(DVSState_PortAdd(sw, "7", tree), ZOR_OK);
@@ -117,11 +115,10 @@ TEST_F(DvsFileTest, ConfigurationStateRoundTripsThroughAFile) {
 
 TEST(StatusText, EveryStatusHasItsOwnText) {
   const ZOR_ReturnStatus all[] = {
-      ZOR_OK,           ZOR_FAILURE,         ZOR_NOT_FOUND,     ZOR_ALREADY_EXISTS,
-      ZOR_BAD_PARAM,    ZOR_NO_MEMORY,       ZOR_NO_RESOURCES,  ZOR_NOT_SUPPORTED,
-      ZOR_INVALID_DATA, ZOR_NO_KERNEL,       ZOR_TIMEOUT,       ZOR_CHANNEL_ERROR,
-      ZOR_NOT_A_CONFIG, ZOR_BAD_VERSION,     ZOR_TRUNCATED,     ZOR_BAD_CHECKSUM,
-      ZOR_IO_ERROR,     ZOR_TOO_LARGE,       ZOR_PERMISSION_DENIED};
+      ZOR_OK,           ZOR_FAILURE,       ZOR_NOT_FOUND,     ZOR_ALREADY_EXISTS,   ZOR_BAD_PARAM,
+      ZOR_NO_MEMORY,    ZOR_NO_RESOURCES,  ZOR_NOT_SUPPORTED, ZOR_INVALID_DATA,     ZOR_NO_KERNEL,
+      ZOR_TIMEOUT,      ZOR_CHANNEL_ERROR, ZOR_NOT_A_CONFIG,  ZOR_BAD_VERSION,      ZOR_TRUNCATED,
+      ZOR_BAD_CHECKSUM, ZOR_IO_ERROR,      ZOR_TOO_LARGE,     ZOR_PERMISSION_DENIED};
   std::set<std::string> texts;
   for (ZOR_ReturnStatus s : all) texts.insert(ZOR_ReturnStatusToString(s));
   EXPECT_EQ(texts.size(), std::size(all));

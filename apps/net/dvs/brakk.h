@@ -132,7 +132,9 @@ extern bool teamingFlag;
 extern const char *switchArgument;
 
 /* Whether the process works on a configuration file or store (-f given). */
-inline bool InFileMode() { return configFilePath != nullptr; }
+inline bool InFileMode() {
+  return configFilePath != nullptr;
+}
 
 /*
  * What a command handler receives: the switch ID text (null where the

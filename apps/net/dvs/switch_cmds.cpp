@@ -48,7 +48,6 @@ struct DataTreeDeleter {
 };
 using DataTreePtr = std::unique_ptr<DVSData, DataTreeDeleter>;
 
-
 /* ---- Port_Init -------------------------------------------------------- */
 
 /* Adds the initial properties of a port to tree; failures of single updates are not reported. */

@@ -21,7 +21,6 @@
 
 namespace {
 
-
 /* Reads the little-endian unsigned number of width bytes at bytes. */
 uint64_t GetLe(const uint8_t *bytes, unsigned width) {
   uint64_t value = 0;

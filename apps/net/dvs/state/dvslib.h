@@ -37,15 +37,15 @@ typedef uint32_t ZOR_ReturnStatus;
 
 /* Statuses only the library produces; the tool prints them as text. */
 #define ZOR_ALREADY_EXISTS 0xbad0004u
-#define ZOR_NO_KERNEL 0xbad0101u        /* no kernel switch module reachable */
-#define ZOR_TIMEOUT 0xbad0102u          /* the kernel channel stopped answering */
-#define ZOR_CHANNEL_ERROR 0xbad0103u    /* the kernel channel broke mid-request */
-#define ZOR_NOT_A_CONFIG 0xbad0104u     /* foreign data: wrong magic */
-#define ZOR_BAD_VERSION 0xbad0105u      /* serialised with an unknown format version */
-#define ZOR_TRUNCATED 0xbad0106u        /* serialised data ends early */
-#define ZOR_BAD_CHECKSUM 0xbad0107u     /* serialised data does not match its checksum */
-#define ZOR_IO_ERROR 0xbad0108u         /* a read, write, flush or rename failed */
-#define ZOR_TOO_LARGE 0xbad0109u        /* a name, value or block exceeds its limit */
+#define ZOR_NO_KERNEL 0xbad0101u         /* no kernel switch module reachable */
+#define ZOR_TIMEOUT 0xbad0102u           /* the kernel channel stopped answering */
+#define ZOR_CHANNEL_ERROR 0xbad0103u     /* the kernel channel broke mid-request */
+#define ZOR_NOT_A_CONFIG 0xbad0104u      /* foreign data: wrong magic */
+#define ZOR_BAD_VERSION 0xbad0105u       /* serialised with an unknown format version */
+#define ZOR_TRUNCATED 0xbad0106u         /* serialised data ends early */
+#define ZOR_BAD_CHECKSUM 0xbad0107u      /* serialised data does not match its checksum */
+#define ZOR_IO_ERROR 0xbad0108u          /* a read, write, flush or rename failed */
+#define ZOR_TOO_LARGE 0xbad0109u         /* a name, value or block exceeds its limit */
 #define ZOR_PERMISSION_DENIED 0xbad010au /* the file or channel refused access */
 
 /* Property flags (PropFlags). */
@@ -92,9 +92,9 @@ typedef struct DVSSwitch {
  */
 typedef struct DVSPort {
   char name[DVS_PORT_NAME_LEN];
-  uint32_t state;  /* DVS_PORT_STATE_* */
-  DVSData *data;   /* the port's properties */
-  DVSSwitch *dvs;  /* the owning switch */
+  uint32_t state; /* DVS_PORT_STATE_* */
+  DVSData *data;  /* the port's properties */
+  DVSSwitch *dvs; /* the owning switch */
 } DVSPort;
 
 /*
@@ -104,14 +104,14 @@ typedef struct DVSPort {
  */
 #define DVS_EVENT_ID_LEN 128
 typedef struct DVSEventMsg {
-  uint32_t type;                   /* offset 0 */
-  uint32_t dataLength;             /* offset 4 */
-  uint8_t dvsUuid[16];             /* offset 8 */
-  uint8_t reserved[68];            /* offset 24 */
-  char eventId[DVS_EVENT_ID_LEN];  /* offset 92: NUL-terminated (types 11, 12) */
-  char portId[DVS_PORT_NAME_LEN];  /* offset 220: NUL-terminated port name */
+  uint32_t type;                  /* offset 0 */
+  uint32_t dataLength;            /* offset 4 */
+  uint8_t dvsUuid[16];            /* offset 8 */
+  uint8_t reserved[68];           /* offset 24 */
+  char eventId[DVS_EVENT_ID_LEN]; /* offset 92: NUL-terminated (types 11, 12) */
+  char portId[DVS_PORT_NAME_LEN]; /* offset 220: NUL-terminated port name */
   uint8_t pad[3];
-  uint8_t *data;                   /* dataLength bytes, or null */
+  uint8_t *data; /* dataLength bytes, or null */
 } DVSEventMsg;
 static_assert(offsetof(DVSEventMsg, type) == 0, "event type at offset 0");
 static_assert(offsetof(DVSEventMsg, eventId) == 92, "dynamic event identifier at offset 92");
@@ -135,8 +135,8 @@ ZOR_ReturnStatus DVSState_PortAdd(const char *sw, const char *port, DVSData *tre
 ZOR_ReturnStatus DVSState_PortRemove(const char *sw, const char *port);
 DVSPort *DVSState_PortFind(const char *sw, const char *port);
 void DVSState_PortForEach(DVSSwitch *h, DVSState_PortVisitor visitor, void *context);
-ZOR_ReturnStatus DVSState_PortDataSet(DVSPort *p, const char *key, const void *data,
-                                      uint32_t len, int32_t flags);
+ZOR_ReturnStatus DVSState_PortDataSet(DVSPort *p, const char *key, const void *data, uint32_t len,
+                                      int32_t flags);
 ZOR_ReturnStatus DVSState_PortDataClear(DVSPort *p, const char *key);
 void DVSState_PortDataForEach(DVSPort *p, DVSState_PropVisitor visitor, void *context);
 ZOR_ReturnStatus DVSState_GlobalPropSet(const char *sw, const char *key, const void *data,
@@ -162,28 +162,25 @@ ZOR_ReturnStatus DVSZOR_SwitchAssociate(const char *sw);
 ZOR_ReturnStatus DVSZOR_SwitchDissociate(const char *sw);
 ZOR_ReturnStatus DVSZOR_SwitchSetMaxPorts(const char *sw, int32_t maxPorts);
 ZOR_ReturnStatus DVSZOR_SwitchSetVersion(const char *sw, uint32_t version);
-ZOR_ReturnStatus DVSZOR_PortAdd(const char *sw, const char *port, const void *tree,
-                                uint32_t len);
+ZOR_ReturnStatus DVSZOR_PortAdd(const char *sw, const char *port, const void *tree, uint32_t len);
 ZOR_ReturnStatus DVSZOR_PortRemove(const char *sw, const char *port);
 ZOR_ReturnStatus DVSZOR_PortDataSet(const char *sw, const char *port, const char *key,
                                     const void *data, uint32_t len, int32_t flags);
-ZOR_ReturnStatus DVSZOR_PortDataGet(const char *sw, const char *port, const char *key,
-                                    void **data, uint32_t *len);
+ZOR_ReturnStatus DVSZOR_PortDataGet(const char *sw, const char *port, const char *key, void **data,
+                                    uint32_t *len);
 ZOR_ReturnStatus DVSZOR_PortDataClear(const char *sw, const char *port, const char *key);
 ZOR_ReturnStatus DVSZOR_GlobalPropSet(const char *sw, const char *key, const void *data,
                                       uint32_t len, int32_t flags);
-ZOR_ReturnStatus DVSZOR_GlobalPropGet(const char *sw, const char *key, void **data,
-                                      uint32_t *len);
+ZOR_ReturnStatus DVSZOR_GlobalPropGet(const char *sw, const char *key, void **data, uint32_t *len);
 ZOR_ReturnStatus DVSZOR_GlobalPropClear(const char *sw, const char *key);
-ZOR_ReturnStatus DVSZOR_HostPropSet(const char *sw, const char *key, const void *data,
-                                    uint32_t len, int32_t flags);
-ZOR_ReturnStatus DVSZOR_HostPropGet(const char *sw, const char *key, void **data,
-                                    uint32_t *len);
+ZOR_ReturnStatus DVSZOR_HostPropSet(const char *sw, const char *key, const void *data, uint32_t len,
+                                    int32_t flags);
+ZOR_ReturnStatus DVSZOR_HostPropGet(const char *sw, const char *key, void **data, uint32_t *len);
 ZOR_ReturnStatus DVSZOR_HostPropClear(const char *sw, const char *key);
 ZOR_ReturnStatus DVSZOR_UplinkDataSet(const char *sw, const char *port, uint32_t type,
                                       const void *data, uint32_t len, int32_t flags);
-ZOR_ReturnStatus DVSZOR_UplinkDataGet(const char *sw, const char *port, uint32_t type,
-                                      void **data, uint32_t *len);
+ZOR_ReturnStatus DVSZOR_UplinkDataGet(const char *sw, const char *port, uint32_t type, void **data,
+                                      uint32_t *len);
 ZOR_ReturnStatus DVSZOR_CmdExec(const char *sw, const char *command, const char *arg,
                                 uint32_t argLen, void **result, uint32_t *resultLen);
 void DVSZOR_DataFree(void *data);
