@@ -199,16 +199,17 @@ bool Kernel::Handle(uint16_t op, const uint8_t *body, size_t len, Reply *reply) 
      * request that may change it arrives.
      */
     if (len) return false;
-    if (!stateCached_) {
-      stateCache_.Clear();
-      if ((st = model_.Serialize(&stateCache_)) != 0) return true;
-      stateCached_ = true;
+    if (!stateCache_) {
+      auto fresh = std::make_shared<zor::ByteBuf>();
+      if ((st = model_.Serialize(fresh.get())) != 0) return true;
+      stateCache_ = std::move(fresh);
     }
-    if (!reply->body.Append(stateCache_.Data(), stateCache_.Size())) st = ZOR_NO_MEMORY;
+    /* Every client reading this state shares the one block. */
+    reply->shared = stateCache_;
     return true;
   }
-  /* Any other request may change the state. */
-  stateCached_ = false;
+  /* Any other request may change the state; replies still being sent keep their copy. */
+  stateCache_.reset();
   switch (op) {
     case OP_PERSISTENT_STATE_GET:
       if (len) return false;

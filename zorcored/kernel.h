@@ -16,6 +16,7 @@
 #include <stdint.h>
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -33,6 +34,8 @@ namespace zorcored {
 struct Reply {
   ZOR_ReturnStatus status = 0;
   zor::ByteBuf body;
+  /* When set, the reply's bytes instead of body: a block shared with other replies. */
+  std::shared_ptr<const zor::ByteBuf> shared;
 };
 
 /* Runtime items of one uplink port (item types of DVSZOR_UplinkDataSet/Get). */
@@ -94,8 +97,7 @@ class Kernel {
   Store *store_;
   zor::ConfigModel model_;
   /* The serialised state while no request has arrived that may change it. */
-  zor::ByteBuf stateCache_;
-  bool stateCached_ = false;
+  std::shared_ptr<const zor::ByteBuf> stateCache_;
   std::set<std::string> associated_;
   std::map<PortKey, UplinkRuntime> runtime_;
 };

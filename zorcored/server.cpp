@@ -307,30 +307,38 @@ void Server::Handle(Client &c, const FrameHeader &h, const uint8_t *body) {
     default: {
       Reply reply;
       if (!kernel_->Handle(op, body, h.bodyLen, &reply)) return Drop(c);
-      Queue(c, rop, reply.status, std::move(reply.body));
+      if (reply.shared) {
+        Queue(c, rop, reply.status, std::move(reply.shared));
+      } else {
+        Queue(c, rop, reply.status, std::move(reply.body));
+      }
       return;
     }
   }
 }
 
 void Server::Queue(Client &c, uint16_t op, uint32_t status, ByteBuf body) {
+  Queue(c, op, status, std::make_shared<const ByteBuf>(std::move(body)));
+}
+
+void Server::Queue(Client &c, uint16_t op, uint32_t status, std::shared_ptr<const ByteBuf> body) {
   ByteBuf hdr;
   FrameHeader h;
   h.op = op;
   h.status = status;
-  h.bodyLen = static_cast<uint32_t>(body.Size());
-  if (body.Size() > FRAME_BODY_MAX) {
+  h.bodyLen = static_cast<uint32_t>(body->Size());
+  if (body->Size() > FRAME_BODY_MAX) {
     /* A reply this large cannot be framed: report it instead of the value. */
     h.status = ZOR_TOO_LARGE;
     h.bodyLen = 0;
-    body.Clear();
+    body = std::make_shared<const ByteBuf>();
   }
   uint8_t raw[FRAME_HEADER_LEN];
   HeaderEncode(h, raw);
   if (!hdr.Append(raw, sizeof(raw))) return Drop(c);
-  c.outBytes += hdr.Size() + body.Size();
-  c.out.push_back(std::move(hdr));
-  if (body.Size()) c.out.push_back(std::move(body));
+  c.outBytes += hdr.Size() + body->Size();
+  c.out.push_back(std::make_shared<const ByteBuf>(std::move(hdr)));
+  if (body->Size()) c.out.push_back(std::move(body));
 }
 
 void Server::Broadcast(const uint8_t *body, size_t len) {
@@ -346,14 +354,14 @@ void Server::Broadcast(const uint8_t *body, size_t len) {
       continue;
     }
     c.outBytes += frame.Size();
-    c.out.push_back(std::move(frame));
+    c.out.push_back(std::make_shared<const ByteBuf>(std::move(frame)));
     Flush(c);
   }
 }
 
 void Server::Flush(Client &c) {
   while (!c.dead && !c.out.empty()) {
-    ByteBuf &front = c.out.front();
+    const ByteBuf &front = *c.out.front();
     ssize_t put = send(c.fd, front.Data() + c.outOffset, front.Size() - c.outOffset,
                        MSG_NOSIGNAL | MSG_DONTWAIT);
     if (put < 0) {

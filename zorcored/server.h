@@ -59,7 +59,8 @@ class Server {
     bool closing = false;  /* drop once the queued frames are sent */
     bool dead = false;
     std::vector<uint8_t> in; /* bytes received, not yet handled */
-    std::deque<zor::ByteBuf> out;
+    /* Blocks to send; a whole-state reply is shared by every client it goes to. */
+    std::deque<std::shared_ptr<const zor::ByteBuf>> out;
     size_t outOffset = 0; /* bytes of out.front() already sent */
     size_t outBytes = 0;  /* bytes queued, all frames */
     int64_t lastProgress = 0;
@@ -81,6 +82,7 @@ class Server {
   void Flush(Client &c);
   /* Queues one frame; the queue owns body from here. */
   void Queue(Client &c, uint16_t op, uint32_t status, zor::ByteBuf body);
+  void Queue(Client &c, uint16_t op, uint32_t status, std::shared_ptr<const zor::ByteBuf> body);
   /* Queues an event (the body of an OP_EVENT_POST) to every listener. */
   void Broadcast(const uint8_t *body, size_t len);
   /* Closes a client and frees its buffers; it is removed at the end of the loop turn. */
