@@ -92,10 +92,8 @@ bool SwitchObj::EnsurePorts() const {
   if (!portsImage_) return true;
   const size_t count = portsImageCount_;
   std::vector<PortObj *> ports;
-  std::unordered_map<std::string_view, PortObj *> index;
   try {
     ports.reserve(count);
-    index.reserve(count);
   } catch (const std::bad_alloc &) {
     return false;
   }
@@ -119,10 +117,10 @@ bool SwitchObj::EnsurePorts() const {
     p->data = &p->list;
     p->dvs = const_cast<SwitchObj *>(this);
     ports.push_back(p);
-    index.emplace(p->Name(), p); /* cannot throw: reserved */
   }
   ports_.swap(ports);
-  portIndex_.swap(index);
+  portIndex_.clear();
+  indexed_ = false;
   block_ = block;
   blockCount_ = count;
   portsImage_ = nullptr;
@@ -137,15 +135,35 @@ const std::vector<PortObj *> &SwitchObj::Ports() const {
 
 PortObj *SwitchObj::FindPort(std::string_view port) const {
   if (!EnsurePorts()) return nullptr;
-  auto it = portIndex_.find(port);
-  return it == portIndex_.end() ? nullptr : it->second;
+  /*
+   * A command looks up a port or two: a walk costs less than building an
+   * index of thousands of names. Lookups beyond that (the daemon's) build
+   * the index once.
+   */
+  if (!indexed_ && ++walks_ > 2) {
+    try {
+      portIndex_.reserve(ports_.size());
+      for (PortObj *p : ports_) portIndex_.emplace(p->Name(), p);
+      indexed_ = true;
+    } catch (const std::bad_alloc &) {
+      portIndex_.clear();
+    }
+  }
+  if (indexed_) {
+    auto it = portIndex_.find(port);
+    return it == portIndex_.end() ? nullptr : it->second;
+  }
+  for (PortObj *p : ports_) {
+    if (p->Name() == port) return p;
+  }
+  return nullptr;
 }
 
 bool SwitchObj::InsertPort(std::unique_ptr<PortObj> &p) {
   if (!EnsurePorts()) return false;
   try {
     if (ports_.size() == ports_.capacity()) ports_.reserve(ports_.size() * 2 + 16);
-    portIndex_.emplace(p->Name(), p.get());
+    if (indexed_) portIndex_.emplace(p->Name(), p.get());
   } catch (const std::bad_alloc &) {
     return false;
   }
@@ -155,7 +173,7 @@ bool SwitchObj::InsertPort(std::unique_ptr<PortObj> &p) {
 }
 
 void SwitchObj::ErasePort(PortObj *p) {
-  portIndex_.erase(p->Name());
+  if (indexed_) portIndex_.erase(p->Name());
   auto it = std::find(ports_.begin(), ports_.end(), p);
   if (it != ports_.end()) ports_.erase(it);
   DeletePort(p);

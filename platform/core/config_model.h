@@ -100,6 +100,8 @@ struct SwitchObj : DVSSwitch {
   mutable PortObj *block_ = nullptr;
   mutable size_t blockCount_ = 0;
   mutable std::unordered_map<std::string_view, PortObj *> portIndex_; /* views into names */
+  mutable bool indexed_ = false; /* portIndex_ holds every port */
+  mutable uint32_t walks_ = 0;   /* lookups made by walking the ports */
   mutable const uint8_t *portsImage_ = nullptr;
   mutable uint32_t portsImageLen_ = 0;
   mutable uint32_t portsImageCount_ = 0;
