@@ -98,7 +98,7 @@ bool SwitchObj::EnsurePorts() const {
     return false;
   }
   /* One block for all ports: a few page faults instead of a few per port. */
-  PortObj *block = static_cast<PortObj *>(BigAlloc(count * sizeof(PortObj)));
+  PortObj *block = static_cast<PortObj *>(BigAlloc(count * sizeof(PortObj), 256u << 10));
   if (!block && count) return false;
   WireReader r(portsImage_, portsImageLen_);
   for (size_t i = 0; i < count; i++) {

@@ -276,9 +276,12 @@ namespace {
  */
 uint64_t Fingerprint(std::string_view name) {
   uint64_t head = 0, tail = 0;
-  size_t n = name.size() < 8 ? name.size() : 8;
-  memcpy(&head, name.data(), n);
-  memcpy(&tail, name.data() + name.size() - n, n);
+  if (name.size() >= 8) {
+    memcpy(&head, name.data(), 8); /* fixed sizes: plain loads, no calls */
+    memcpy(&tail, name.data() + name.size() - 8, 8);
+  } else {
+    for (size_t i = 0; i < name.size(); i++) head = (head << 8) | static_cast<uint8_t>(name[i]);
+  }
   return (head * 0x9e3779b97f4a7c15ull) ^ (tail + (static_cast<uint64_t>(name.size()) << 48));
 }
 

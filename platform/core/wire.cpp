@@ -30,12 +30,17 @@ void TuneAllocator() {
   mallopt(M_TRIM_THRESHOLD, 64 << 20);
 }
 
-void *BigAlloc(size_t n) {
-  if (n < kBigBlock) return malloc(n ? n : 1);
+void *BigAlloc(size_t n, size_t hugeFrom) {
+  if (n < hugeFrom) return malloc(n ? n : 1);
+  /*
+   * A whole number of aligned huge pages: a block that ended inside a huge
+   * page would take that last part in small pages, one fault each.
+   */
+  const size_t size = (n + kHugePage - 1) & ~(kHugePage - 1);
   void *p = nullptr;
-  if (posix_memalign(&p, kHugePage, n) != 0) return nullptr;
+  if (posix_memalign(&p, kHugePage, size) != 0) return nullptr;
   /* Advice only: without huge pages the block works the same. */
-  madvise(p, (n + kHugePage - 1) & ~(kHugePage - 1), MADV_HUGEPAGE);
+  madvise(p, size, MADV_HUGEPAGE);
   return p;
 }
 

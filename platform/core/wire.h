@@ -19,12 +19,13 @@
 namespace zor {
 
 /*
- * Allocates n bytes that the caller releases with free(). Blocks of a
- * megabyte or more are aligned to 2 MiB and backed by huge pages where the
- * system allows it, so that filling a configuration-sized block takes a few
- * page faults instead of thousands. Returns null when memory runs out.
+ * Allocates n bytes that the caller releases with free(). Blocks of
+ * hugeFrom bytes or more (a megabyte unless the caller knows better) are
+ * whole 2 MiB pages, aligned and backed by huge pages where the system
+ * allows it, so that filling a configuration-sized block takes a few page
+ * faults instead of thousands. Returns null when memory runs out.
  */
-void *BigAlloc(size_t n);
+void *BigAlloc(size_t n, size_t hugeFrom = 1u << 20);
 /* Sets the allocator up for BigAlloc and for repeated large loads; called once at start. */
 void TuneAllocator();
 
