@@ -37,13 +37,7 @@ id_of() { # the switch ID text brakk derives from a name
 }
 SW=$(id_of dvs3)
 
-hf() { # hf NAME CMD... -> median ms (arguments are quoted for hyperfine's own splitting)
-  local name=$1; shift
-  hyperfine -N --style none --warmup 3 --runs "$RUNS" --export-json "$DIR/$name.json" \
-    "$(printf '%q ' "$@")" >/dev/null
-  python3 -c "import json,statistics,sys; r=json.load(open(sys.argv[1]))['results'][0]; \
-print('%.2f' % (statistics.median(r['times'])*1e3))" "$DIR/$name.json"
-}
+. bench/common.sh
 peak_kb() { /usr/bin/time -f %M "$@" 2>&1 >/dev/null | tail -1; }
 
 F=$DIR/dvs.db
@@ -51,10 +45,10 @@ bytes=$($B/bench/mkconfig "$F" 16 1024 8)
 edit=($B/apps/net/dvs/brakk -f "$F" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
 list=($B/apps/net/dvs/brakk -f "$F" -l)
 
-t_true=$(hf true /bin/true)
+t_true=$(hf true "" /bin/true)
 read -r _ _ _ read_us _ write_us < <($B/bench/floor "$F" "$RUNS")
-t_edit=$(hf edit "${edit[@]}")
-t_list=$(hf list "${list[@]}")
+t_edit=$(hf edit "" "${edit[@]}")
+t_list=$(hf list "" "${list[@]}")
 m_edit=$(peak_kb "${edit[@]}")
 m_list=$(peak_kb "${list[@]}")
 
@@ -74,8 +68,8 @@ PY
 echo "linearity (edit median ms by ports per switch):"
 for n in $SIZES; do
   bytes=$($B/bench/mkconfig "$DIR/lin.db" 16 "$n" 8)
-  t=$(hf "lin$n" $B/apps/net/dvs/brakk -f "$DIR/lin.db" -n -s com.corvane.common.port.speed=9000 \
+  t=$(hf "lin$n" "" $B/apps/net/dvs/brakk -f "$DIR/lin.db" -n -s com.corvane.common.port.speed=9000 \
       -p 7 "$SW")
-  tl=$(hf "linl$n" $B/apps/net/dvs/brakk -f "$DIR/lin.db" -l)
+  tl=$(hf "linl$n" "" $B/apps/net/dvs/brakk -f "$DIR/lin.db" -l)
   echo "  16 x $n ports: $bytes bytes, edit $t ms, list $tl ms"
 done

@@ -32,18 +32,12 @@ bytes=$("$B/bench/mkconfig" "$F" 16 1024 8)
 "$BRAKK" -f "$F" -S # the configuration into the kernel
 SW="64 76 73 33 00 00 00 00-00 00 00 00 00 00 00 00" # derived from dvs3, alias dvs3
 
-hf() { # hf NAME CMD... -> median ms
-  local name=$1; shift
-  hyperfine -N --style none --warmup 3 --runs "$RUNS" --export-json "$DIR/$name.json" \
-    "$(printf '%q ' "$@")" >/dev/null
-  python3 -c "import json,statistics,sys; r=json.load(open(sys.argv[1]))['results'][0]; \
-print('%.2f' % (statistics.median(r['times'])*1e3))" "$DIR/$name.json"
-}
+. bench/common.sh
 
-t_kernel_n=$(hf kernel_n "$BRAKK" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
-t_kernel_alias=$(hf kernel_alias "$BRAKK" -s com.corvane.common.port.speed=9000 -p 7 dvs3)
-t_file_n=$(hf file_n "$BRAKK" -f "$F" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
-t_kernel_list=$(hf kernel_list "$BRAKK" -l)
+t_kernel_n=$(hf kernel_n "" "$BRAKK" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
+t_kernel_alias=$(hf kernel_alias "" "$BRAKK" -s com.corvane.common.port.speed=9000 -p 7 dvs3)
+t_file_n=$(hf file_n "" "$BRAKK" -f "$F" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
+t_kernel_list=$(hf kernel_list "" "$BRAKK" -l)
 # Eight clients reading the whole state at once, ten times each.
 for c in $(seq 1 8); do
   (for i in $(seq 1 10); do "$BRAKK" -l >/dev/null; done) &

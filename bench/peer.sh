@@ -59,15 +59,7 @@ build-bench/bench/mkconfig "$F" 1 4096 8 >/dev/null
 SW="64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00" # derived from dvs0
 "$BRAKK" -f "$F" -n -A -p bench "$SW"
 
-hf() { # hf NAME PREPARE CMD... -> median ms
-  local name=$1 prep=$2; shift 2
-  local args=()
-  [ -n "$prep" ] && args+=(--prepare "$prep")
-  hyperfine -N --style none --warmup 3 --runs "$RUNS" "${args[@]}" \
-    --export-json "$DIR/$name.json" "$(printf '%q ' "$@")" >/dev/null
-  python3 -c "import json,statistics,sys; r=json.load(open(sys.argv[1]))['results'][0]; \
-print('%.2f' % (statistics.median(r['times'])*1e3))" "$DIR/$name.json"
-}
+. bench/common.sh
 
 p_set=$(hf peer_set "$VS clear Port p5 tag" $VS set Port p5 tag=100)
 p_add=$(hf peer_add "$VS --if-exists del-port br0 bench" \
