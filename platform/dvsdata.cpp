@@ -9,8 +9,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <new>
-
 #include "core/config_model.h"
 #include "core/data_tree.h"
 #include "state/dvslib.h"
@@ -20,21 +18,11 @@ namespace {
 /* The only serialisation format word callers pass. */
 constexpr uint32_t kTreeFormat = 4;
 
-/* Makes an empty tree whose own storage comes from the caller's routines. */
-DVSData *NewTreeWith(DVSData_AllocFn alloc, DVSData_FreeFn release) {
-  void *mem = alloc(sizeof(DVSData));
-  if (!mem) return nullptr;
-  DVSData *tree = new (mem) DVSData();
-  tree->alloc = alloc;
-  tree->release = release;
-  return tree;
-}
-
 }  // namespace
 
 ZOR_ReturnStatus DVSData_Alloc(DVSData **tree, DVSData_AllocFn alloc, DVSData_FreeFn release) {
   if (!tree || !alloc || !release) return ZOR_BAD_PARAM;
-  *tree = NewTreeWith(alloc, release);
+  *tree = zor::TreeNew(alloc, release);
   return *tree ? ZOR_OK : ZOR_NO_MEMORY;
 }
 
@@ -83,27 +71,7 @@ ZOR_ReturnStatus DVSData_Serialize(DVSData *tree, void **data, uint32_t *len, ui
 ZOR_ReturnStatus DVSData_Deserialize(DVSData **tree, const void *data, uint32_t len,
                                      DVSData_AllocFn alloc, DVSData_FreeFn release) {
   if (!tree || !alloc || !release) return ZOR_BAD_PARAM;
-  *tree = nullptr;
-  zor::WireReader body(nullptr, 0);
-  ZOR_ReturnStatus status = zor::OpenBlock(data, len, zor::TREE_MAGIC, &body);
-  if (status != ZOR_OK) return status;
-  DVSData *decoded = nullptr;
-  if ((status = zor::TreeDecode(body, &decoded)) != ZOR_OK) return status;
-  if (body.Remaining() != 0) {
-    zor::TreeFree(decoded);
-    return ZOR_INVALID_DATA;
-  }
-  DVSData *result = NewTreeWith(alloc, release);
-  if (!result) {
-    zor::TreeFree(decoded);
-    return ZOR_NO_MEMORY;
-  }
-  result->nodes.swap(decoded->nodes);
-  result->arena.swap(decoded->arena);
-  for (DVSDataNode &n : result->nodes) n.tree = result;
-  zor::TreeFree(decoded);
-  *tree = result;
-  return ZOR_OK;
+  return zor::TreeDecodeBlock(data, len, tree, alloc, release);
 }
 
 void DVSData_Free(DVSData *tree) {

@@ -51,23 +51,6 @@ void PutText(ByteBuf *out, const std::string &text) {
   out->Append(text.c_str(), text.size() + 1);
 }
 
-/* Decodes a serialised property tree (DVSData_Serialize's block) into a new tree. */
-ZOR_ReturnStatus DecodeTreeBlock(std::string_view block, DVSData **tree) {
-  WireReader body(nullptr, 0);
-  ZOR_ReturnStatus st =
-      zor::OpenBlock(block.data(), static_cast<uint32_t>(block.size()), zor::TREE_MAGIC, &body);
-  if (st) return st;
-  DVSData *t = nullptr;
-  st = zor::TreeDecode(body, &t);
-  if (st) return st;
-  if (body.Remaining() != 0) {
-    zor::TreeFree(t);
-    return ZOR_INVALID_DATA;
-  }
-  *tree = t;
-  return 0;
-}
-
 /* Diagnostic commands of DVSZOR_CmdExec: named, built in, never a shell or a program. */
 struct CmdContext {
   const zor::SwitchObj *sw;
@@ -270,7 +253,9 @@ bool Kernel::Handle(uint16_t op, const uint8_t *body, size_t len, Reply *reply) 
       if (!f.Complete()) return false;
       if ((st = f.Refusal())) return true;
       DVSData *t = nullptr;
-      if (!tree.empty() && (st = DecodeTreeBlock(tree, &t))) return true;
+      if (!tree.empty() &&
+          (st = zor::TreeDecodeBlock(tree.data(), static_cast<uint32_t>(tree.size()), &t)))
+        return true;
       st = model_.AddPort(sw.c_str(), port.c_str(), t);
       if (st) {
         zor::TreeFree(t);

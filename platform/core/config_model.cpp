@@ -122,7 +122,6 @@ bool SwitchObj::EnsurePorts() const {
   portIndex_.clear();
   indexed_ = false;
   block_ = block;
-  blockCount_ = count;
   portsImage_ = nullptr;
   portsImageLen_ = portsImageCount_ = 0;
   return true;
@@ -308,6 +307,30 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, std::vector<std::unique_ptr<SwitchO
 }
 
 }  // namespace
+
+ZOR_ReturnStatus TreeDecodeBlock(const void *data, uint32_t len, DVSData **out,
+                                 DVSData_AllocFn alloc, DVSData_FreeFn release) {
+  *out = nullptr;
+  WireReader body(nullptr, 0);
+  ZOR_ReturnStatus status = OpenBlock(data, len, TREE_MAGIC, &body);
+  if (status != ZOR_OK) return status;
+  const uint8_t *list = nullptr;
+  uint32_t listLen = 0;
+  if ((status = TreeScan(body, &list, &listLen)) != ZOR_OK) return status;
+  if (body.Remaining() != 0) return ZOR_INVALID_DATA;
+  /* The caller's block may go once this returns: decode the list into the tree's own arena. */
+  DVSData *tree = TreeNew(alloc, release);
+  if (!tree) return ZOR_NO_MEMORY;
+  tree->image = list;
+  tree->imageLen = listLen;
+  if (!TreeMaterialize(tree)) {
+    tree->image = nullptr;
+    TreeFree(tree);
+    return ZOR_NO_MEMORY;
+  }
+  *out = tree;
+  return ZOR_OK;
+}
 
 ZOR_ReturnStatus ConfigModel::Deserialize(const void *data, uint32_t len) {
   /*

@@ -98,7 +98,6 @@ struct SwitchObj : DVSSwitch {
   mutable std::vector<PortObj *> ports_; /* owned: see DeletePort */
   /* The ports decoded from the image, in one huge-page friendly block. */
   mutable PortObj *block_ = nullptr;
-  mutable size_t blockCount_ = 0;
   mutable std::unordered_map<std::string_view, PortObj *> portIndex_; /* views into names */
   mutable bool indexed_ = false; /* portIndex_ holds every port */
   mutable uint32_t walks_ = 0;   /* lookups made by walking the ports */
@@ -176,6 +175,14 @@ inline constexpr size_t HEADER_LEN = 16;
  * a reader over its body, or the status that refuses it.
  */
 ZOR_ReturnStatus OpenBlock(const void *data, uint32_t len, uint32_t magic, WireReader *body);
+/*
+ * Decodes a serialised property tree (DVSData_Serialize's block) into a new
+ * tree whose own storage comes from alloc/release. Returns the status of
+ * OpenBlock or TreeScan, ZOR_INVALID_DATA for bytes after the tree, or
+ * ZOR_NO_MEMORY.
+ */
+ZOR_ReturnStatus TreeDecodeBlock(const void *data, uint32_t len, DVSData **out,
+                                 DVSData_AllocFn alloc = malloc, DVSData_FreeFn release = free);
 /* Starts a block of the given magic in out; FinishBlock fills in length and checksum. */
 void BeginBlock(WireWriter &w, uint32_t magic);
 void FinishBlock(ByteBuf *out, size_t start);

@@ -66,12 +66,12 @@ EncodedNode ReadNode(WireReader &r) {
 
 }  // namespace
 
-DVSData *TreeNew() {
-  void *mem = malloc(sizeof(DVSData));
+DVSData *TreeNew(DVSData_AllocFn alloc, DVSData_FreeFn release) {
+  void *mem = alloc(sizeof(DVSData));
   if (!mem) return nullptr;
   DVSData *tree = new (mem) DVSData();
-  tree->alloc = malloc;
-  tree->release = free;
+  tree->alloc = alloc;
+  tree->release = release;
   return tree;
 }
 
@@ -123,31 +123,6 @@ bool TreeMaterialize(DVSData *tree) {
   tree->imageLen = 0;
   tree->garbage = 0;
   return true;
-}
-
-DVSData *TreeClone(const DVSData *src) {
-  DVSData *tree = TreeNew();
-  if (!tree) return nullptr;
-  if (src->image) {
-    /* Decode a private copy so that the clone never refers to another model's image. */
-    tree->image = src->image;
-    tree->imageLen = src->imageLen;
-    if (!TreeMaterialize(tree)) {
-      TreeFree(tree);
-      return nullptr;
-    }
-    return tree;
-  }
-  try {
-    tree->nodes = src->nodes;
-    tree->arena = src->arena;
-  } catch (const std::bad_alloc &) {
-    TreeFree(tree);
-    return nullptr;
-  }
-  tree->garbage = src->garbage;
-  for (DVSDataNode &n : tree->nodes) n.tree = tree;
-  return tree;
 }
 
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name) {
@@ -335,21 +310,6 @@ void TreeSkip(WireReader &r, const uint8_t **list, uint32_t *len) {
   for (uint32_t count = r.U32(); count && r.Ok(); count--) ReadNode(r);
   *list = start;
   *len = static_cast<uint32_t>(r.Position() - start);
-}
-
-ZOR_ReturnStatus TreeDecode(WireReader &r, DVSData **out) {
-  *out = nullptr;
-  const uint8_t *list = nullptr;
-  uint32_t len = 0;
-  ZOR_ReturnStatus status = TreeScan(r, &list, &len);
-  if (status != ZOR_OK) return status;
-  DVSData *tree = TreeFromImage(list, len);
-  if (!tree || !TreeMaterialize(tree)) {
-    TreeFree(tree);
-    return ZOR_NO_MEMORY;
-  }
-  *out = tree;
-  return ZOR_OK;
 }
 
 }  // namespace zor

@@ -18,6 +18,7 @@
 #define PLATFORM_CORE_DATA_TREE_H
 
 #include <stdint.h>
+#include <stdlib.h>
 
 #include <string>
 #include <string_view>
@@ -58,12 +59,13 @@ struct DVSData {
 
 namespace zor {
 
-/* Creates an empty tree with malloc/free; null when memory runs out. */
-DVSData *TreeNew();
-/* Releases a tree made by TreeNew, DVSData_Alloc or TreeDecode. */
+/*
+ * Creates an empty tree whose own storage comes from alloc and goes back
+ * through release; null when memory runs out.
+ */
+DVSData *TreeNew(DVSData_AllocFn alloc = malloc, DVSData_FreeFn release = free);
+/* Releases a tree made by TreeNew or TreeDecodeBlock. */
 void TreeFree(DVSData *tree);
-/* Deep copy with malloc/free; null when memory runs out. */
-DVSData *TreeClone(const DVSData *tree);
 
 /* Decodes an image-backed tree into nodes; false when memory runs out. */
 bool TreeMaterialize(DVSData *tree);
@@ -71,7 +73,9 @@ bool TreeMaterialize(DVSData *tree);
 DVSData *TreeFromImage(const uint8_t *list, uint32_t len);
 /*
  * Validates the encoded list at the reader's position and moves past it,
- * returning where it lies. Same statuses as TreeDecode.
+ * returning where it lies. Returns ZOR_TRUNCATED when the list ends early,
+ * ZOR_INVALID_DATA for an empty, over-long or duplicate name or a name with
+ * a NUL in it, ZOR_TOO_LARGE for a value over the limit.
  */
 ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len);
 /* Moves past an encoded list that TreeScan has accepted before, returning where it lies. */
@@ -92,13 +96,6 @@ ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name);
  */
 size_t TreeEncodedSize(const DVSData *tree, bool skipVolatile = false);
 void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile = false);
-/*
- * Reads a tree body into a new, decoded tree (malloc/free). Returns the status:
- * ZOR_TRUNCATED when the body ends early, ZOR_INVALID_DATA for an empty,
- * over-long or duplicate name or a name with a NUL in it, ZOR_TOO_LARGE for
- * a value over the limit.
- */
-ZOR_ReturnStatus TreeDecode(WireReader &r, DVSData **out);
 
 }  // namespace zor
 
