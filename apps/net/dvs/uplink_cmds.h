@@ -16,15 +16,6 @@
 
 #include "brakk.h"
 
-/* Selectors of DVSZOR_UplinkDataSet/Get. */
-enum UplinkDataType : uint32_t {
-  UPLINK_DATA_RESET = 2,
-  UPLINK_DATA_CAPABILITY = 4,
-  UPLINK_DATA_STATES = 5,
-  UPLINK_DATA_VLAN = 6,
-  UPLINK_DATA_STATISTICS = 7,
-};
-
 /* The capability word that --vlan sets before it sets the VLAN. */
 #define UPLINK_CAP_VLAN 0x300ull
 /* Highest VLAN ID that --vlan sends. */

@@ -72,6 +72,24 @@ typedef uint32_t ZOR_ReturnStatus;
 /* Width of a switch's class name field, NUL included. */
 #define DVS_CLASS_NAME_LEN 128
 
+/*
+ * Pseudo port names: as a property target they select the switch's global
+ * or host property list instead of a port (whole-text comparison).
+ */
+#define DVS_TARGET_GLOBAL_LIST "globalPropList"
+#define DVS_TARGET_HOST_LIST "hostPropList"
+
+/* Runtime items of an uplink port: the item type of DVSZOR_UplinkDataSet/Get. */
+enum DVSUplinkItem : uint32_t {
+  UPLINK_DATA_RESET = 2,      /* set: no data */
+  UPLINK_DATA_CAPABILITY = 4, /* set and get: u64 capability word */
+  UPLINK_DATA_STATES = 5,     /* get: a block the tool does not interpret */
+  UPLINK_DATA_VLAN = 6,       /* set: u32 VLAN ID */
+  UPLINK_DATA_STATISTICS = 7, /* get: 26 u32 counters */
+};
+/* Number of u32 counters in the statistics item. */
+#define UPLINK_STATISTICS_COUNT 26
+
 typedef struct DVSData DVSData;         /* property data tree (opaque) */
 typedef struct DVSDataNode DVSDataNode; /* one property of a tree (opaque) */
 
