@@ -1,9 +1,9 @@
 /*
  * props_frontend_test.cpp --
  *
- *    Values that the front end and the port commands build without a
- *    switch: the initial VLAN policies of a port and the VLAN range
- *    bitmap of the health-check options.
+ *    Values built without a switch: the bounds of the byte writer and
+ *    reader that every value goes through, the initial VLAN policies of a
+ *    port and the VLAN range bitmap of the health-check options.
  */
 
 #include <gtest/gtest.h>
@@ -12,20 +12,49 @@
 #include <string>
 #include <vector>
 
+#include "props/bytes.h"
 #include "props/healthcheck.h"
 #include "props/vlan.h"
 
 namespace {
 
+TEST(Bytes, WriterRefusesFieldsPastTheEndAndReaderReportsShortValues) {
+  ByteWriter w(7);
+  EXPECT_TRUE(w.PutU16(0, 0x0201));
+  EXPECT_TRUE(w.PutU32(2, 0x06050403));
+  EXPECT_FALSE(w.PutU16(6, 0xffff)); /* one byte short: refused whole */
+  EXPECT_FALSE(w.PutText(5, static_cast<size_t>(-1), "x"));
+  EXPECT_FALSE(w.Ok());
+  EXPECT_EQ(w.Take(), (std::vector<uint8_t>{1, 2, 3, 4, 5, 6, 0}));
+
+  ByteWriter t(6);
+  EXPECT_TRUE(t.PutText(1, 4, "abcdef")); /* cut to width - 1 and a NUL */
+  EXPECT_TRUE(t.Ok());
+  EXPECT_EQ(t.Take(), (std::vector<uint8_t>{0, 'a', 'b', 'c', 0, 0}));
+  EXPECT_FALSE(ByteWriter::TextFits("abcd", 4));
+  EXPECT_TRUE(ByteWriter::TextFits("abc", 4));
+
+  const uint8_t value[] = {0xfe, 0xff, 0xff, 0xff, 'h', 'i'};
+  const ByteReader r(value, sizeof value);
+  EXPECT_EQ(r.I32(0), -2);
+  EXPECT_EQ(r.U16(4), 0x6968);
+  EXPECT_FALSE(r.U16(5).has_value());
+  EXPECT_FALSE(r.U64(0).has_value());
+  EXPECT_FALSE(r.U8(static_cast<size_t>(-1)).has_value());
+  EXPECT_EQ(r.Text(4, 16), "hi"); /* no NUL: stops at the value's end */
+  EXPECT_FALSE(r.Text(6, 1).has_value());
+  EXPECT_EQ(ByteReader(nullptr, 4).U8(0), std::nullopt);
+}
+
 TEST(VlanPolicyInitial, OrdinaryPortHasNoVlanAndNoRange) {
-  EXPECT_EQ(VlanPolicy_BuildInitial(false), std::vector<uint8_t>(8, 0));
+  EXPECT_EQ(VlanPolicy_BuildInitial(false).Take(), std::vector<uint8_t>(8, 0));
 }
 
 TEST(VlanPolicyInitial, UplinkTrunksOneToFourThousandNinetyFour) {
   /* flags 1, VLAN 0, reserved 0, one range 1-4094; all little-endian u16. */
   const std::vector<uint8_t> expected = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
                                          0x01, 0x00, 0x01, 0x00, 0xfe, 0x0f};
-  EXPECT_EQ(VlanPolicy_BuildInitial(true), expected);
+  EXPECT_EQ(VlanPolicy_BuildInitial(true).Take(), expected);
 }
 
 TEST(VlanPolicyInitial, KeyFollowsSwitchClass) {

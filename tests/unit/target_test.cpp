@@ -1,10 +1,10 @@
 /*
  * target_test.cpp --
  *
- *    The property target layer in file mode, against the in-process
- *    configuration state: which list a target name reaches, the flags
- *    words it writes, the deploy record and the outcome of clearing a
- *    pair of keys.
+ *    The property target layer on the configuration state's operations:
+ *    which list a target name reaches, the flags words it writes, reading
+ *    a value back, the deploy record and the outcome of clearing a pair
+ *    of keys.
  */
 
 #include "state/target.h"
@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "brakk.h"
@@ -19,6 +20,7 @@
 namespace {
 
 const char SW[] = "74 67 74 00 00 00 00 00-00 00 00 00 00 00 00 00";
+const StateOps &S = CONFIG_STATE_OPS;
 
 struct Prop {
   std::string key;
@@ -39,17 +41,13 @@ int Collect(DVSDataNode *node, void *context) {
 class TargetFileMode : public ::testing::Test {
  protected:
   void SetUp() override {
-    configFilePath = "unused.db"; /* file mode: the configuration state is edited */
     DVSState_ConfigReset();
     ASSERT_EQ(DVSState_SwitchAdd(SW, "vswitch", 8, 6), ZOR_OK);
     DVSData *tree = nullptr;
     ASSERT_EQ(DVSData_Alloc(&tree, malloc, free), ZOR_OK);
     ASSERT_EQ(DVSState_PortAdd(SW, "7", tree), ZOR_OK);
   }
-  void TearDown() override {
-    DVSState_ConfigReset();
-    configFilePath = nullptr;
-  }
+  void TearDown() override { DVSState_ConfigReset(); }
   std::vector<Prop> Global() {
     std::vector<Prop> props;
     DVSState_GlobalPropForEach(DVSState_SwitchFind(SW), Collect, &props);
@@ -69,45 +67,57 @@ class TargetFileMode : public ::testing::Test {
 
 TEST_F(TargetFileMode, TargetNamesSelectTheLists) {
   const uint8_t one[] = {1};
-  EXPECT_EQ(Target_SetProp(SW, TARGET_GLOBAL_LIST, "g", one, 1), ZOR_OK);
-  EXPECT_EQ(Target_SetProp(SW, TARGET_HOST_LIST, "h", one, 1), ZOR_OK);
-  EXPECT_EQ(Target_SetProp(SW, "7", "p", one, 1), ZOR_OK);
+  EXPECT_EQ(Target_SetProp(S, SW, DVS_TARGET_GLOBAL_LIST, "g", one, 1), ZOR_OK);
+  EXPECT_EQ(Target_SetProp(S, SW, DVS_TARGET_HOST_LIST, "h", one, 1), ZOR_OK);
+  EXPECT_EQ(Target_SetProp(S, SW, "7", "p", one, 1), ZOR_OK);
   /* Anything that is not exactly a list name is a port name. */
-  EXPECT_EQ(Target_SetProp(SW, "globalPropList1", "x", one, 1), ZOR_NOT_FOUND);
-  EXPECT_EQ(Target_SetProp(SW, "HostPropList", "x", one, 1), ZOR_NOT_FOUND);
-  EXPECT_EQ(Target_SetProp(SW, "globalProp", "x", one, 1), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_SetProp(S, SW, "globalPropList1", "x", one, 1), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_SetProp(S, SW, "HostPropList", "x", one, 1), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_SetProp(S, SW, "globalProp", "x", one, 1), ZOR_NOT_FOUND);
 
   EXPECT_EQ(Global(), (std::vector<Prop>{{"g", {1}, PROP_CONFIG}}));
   EXPECT_EQ(Host(), (std::vector<Prop>{{"h", {1}, PROP_CONFIG}}));
   EXPECT_EQ(Port("7"), (std::vector<Prop>{{"p", {1}, PROP_CONFIG}}));
 
-  EXPECT_EQ(Target_ClearProp(SW, "7", "p"), ZOR_OK);
-  EXPECT_EQ(Target_ClearProp(SW, "7", "p"), ZOR_NOT_FOUND);
-  EXPECT_EQ(Target_ClearProp(SW, "8", "p"), ZOR_NOT_FOUND);
-  EXPECT_EQ(Target_ClearProp(SW, TARGET_HOST_LIST, "h"), ZOR_OK);
-  EXPECT_EQ(Target_ClearProp(SW, TARGET_GLOBAL_LIST, "g"), ZOR_OK);
+  /* Each value reads back from where it went; a missing key or port is not found. */
+  const std::pair<const char *, const char *> written[] = {
+      {DVS_TARGET_GLOBAL_LIST, "g"}, {DVS_TARGET_HOST_LIST, "h"}, {"7", "p"}};
+  PropValue value;
+  for (const auto &[target, key] : written) {
+    SCOPED_TRACE(target);
+    EXPECT_EQ(Target_GetProp(S, SW, target, key, value), ZOR_OK);
+    EXPECT_EQ(value, PropValue{1});
+    EXPECT_EQ(Target_GetProp(S, SW, target, "none", value), ZOR_NOT_FOUND);
+  }
+  EXPECT_EQ(Target_GetProp(S, SW, "8", "p", value), ZOR_NOT_FOUND);
+
+  EXPECT_EQ(Target_ClearProp(S, SW, "7", "p"), ZOR_OK);
+  EXPECT_EQ(Target_ClearProp(S, SW, "7", "p"), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_ClearProp(S, SW, "8", "p"), ZOR_NOT_FOUND);
+  EXPECT_EQ(Target_ClearProp(S, SW, DVS_TARGET_HOST_LIST, "h"), ZOR_OK);
+  EXPECT_EQ(Target_ClearProp(S, SW, DVS_TARGET_GLOBAL_LIST, "g"), ZOR_OK);
   EXPECT_TRUE(Global().empty());
   EXPECT_TRUE(Host().empty());
   EXPECT_TRUE(Port("7").empty());
 }
 
 TEST_F(TargetFileMode, DeployRecordAndParameterBlock) {
-  EXPECT_EQ(Global_SetDeploy(SW, 30, "deploy"), ZOR_OK);
+  EXPECT_EQ(Global_SetDeploy(S, SW, 30, "deploy"), ZOR_OK);
   std::vector<uint8_t> block(VLAN_RANGE_PARAM_LEN, 0);
   block[0] = 0x02;
   block[511] = 0x80;
-  EXPECT_EQ(Global_SetParamBlock(SW, block.data(), "param"), ZOR_OK);
+  EXPECT_EQ(Global_SetParamBlock(S, SW, block.data(), "param"), ZOR_OK);
   EXPECT_EQ(Global(), (std::vector<Prop>{{"deploy", {0x01, 0x1e, 0x00, 0x00, 0x00}, PROP_CONFIG},
                                          {"param", block, PROP_POLICY}}));
 }
 
 TEST_F(TargetFileMode, ClearingAPair) {
-  EXPECT_EQ(Global_ClearPair(SW, "param", "deploy"), ZOR_NOT_FOUND);
-  ASSERT_EQ(Global_SetDeploy(SW, 15, "deploy"), ZOR_OK);
-  EXPECT_EQ(Global_ClearPair(SW, "param", "deploy"), ZOR_OK);
+  EXPECT_EQ(Global_ClearPair(S, SW, "param", "deploy"), ZOR_NOT_FOUND);
+  ASSERT_EQ(Global_SetDeploy(S, SW, 15, "deploy"), ZOR_OK);
+  EXPECT_EQ(Global_ClearPair(S, SW, "param", "deploy"), ZOR_OK);
   EXPECT_TRUE(Global().empty());
   /* An unknown switch: both clears report it as not found. */
-  EXPECT_EQ(Global_ClearPair("no such switch", "param", "deploy"), ZOR_NOT_FOUND);
+  EXPECT_EQ(Global_ClearPair(S, "no such switch", "param", "deploy"), ZOR_NOT_FOUND);
 }
 
 }  // namespace

@@ -403,9 +403,9 @@ struct CommandRow {
   CommandAction action;
 };
 
-/* The load source of the configuration the command works on. */
-int32_t ModeSource() {
-  return InFileMode() ? LOAD_FILE : LOAD_KERNEL_STATE;
+/* Where the configuration that a command works on is loaded from. */
+int32_t LoadSourceOf(const StateOps &state) {
+  return state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE;
 }
 
 int Run_InitDb(const CommandContext &) {
@@ -427,7 +427,7 @@ int Run_ResetKernel(const CommandContext &) {
 }
 
 int Run_List(const CommandContext &ctx) {
-  if (Config_Load(ModeSource()) != ZOR_OK) return 1;
+  if (Config_Load(LoadSourceOf(ctx.state)) != ZOR_OK) return 1;
   DVSState_SwitchForEach(List_Switch, const_cast<char *>(ctx.sw));
   return 0;
 }
@@ -603,12 +603,12 @@ SwitchClass ClassOf(DVSSwitch *h) {
  * freshly loaded from the file in file mode. Ends the process (255) when
  * --className was given, nothing loads, or the switch is missing.
  */
-SwitchClass EnterSwitchFlow(const Invocation &inv, const char *sw) {
+SwitchClass EnterSwitchFlow(const Invocation &inv, const StateOps &state, const char *sw) {
   if (inv.className != nullptr) {
     fprintf(stderr, "Class name is not require for command %d.\n", inv.command);
     Brakk_Exit(-1);
   }
-  if (Config_Load(ModeSource()) != ZOR_OK) FailFrontEnd("Failed to load config.\n");
+  if (Config_Load(LoadSourceOf(state)) != ZOR_OK) FailFrontEnd("Failed to load config.\n");
   if (sw == nullptr) FailFrontEnd("Switch ID is not specified.\n");
   DVSSwitch *h = DVSState_SwitchFind(sw);
   if (h == nullptr) {
@@ -621,17 +621,17 @@ SwitchClass EnterSwitchFlow(const Invocation &inv, const char *sw) {
   if (status != ZOR_OK) {
     fprintf(stderr, "DVSState_ConfigReset failed, %s\n", ZOR_ReturnStatusToString(status));
   }
-  if (InFileMode() && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
+  if (state.fileMode && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
   return cls;
 }
 
 /* Reports a failed command, or saves the file after a successful one, and ends the process. */
-[[noreturn]] void Finish(ZOR_ReturnStatus status) {
+[[noreturn]] void Finish(const StateOps &state, ZOR_ReturnStatus status) {
   if (status != ZOR_OK) {
     fprintf(stderr, "Operation failed: status = 0x%x\n", status);
     Brakk_Exit(static_cast<int>(status));
   }
-  Brakk_Exit(InFileMode() ? Config_Save(false) : 0);
+  Brakk_Exit(state.fileMode ? Config_Save(false) : 0);
 }
 
 }  // namespace
@@ -640,6 +640,8 @@ int main(int argc, char **argv) {
   FeatureState_Init();
   Invocation inv;
   ParseOptions(argc, argv, inv);
+  /* The mode is fixed once the options are read: -f edits a configuration, else the kernel. */
+  const StateOps &state = configFilePath != nullptr ? CONFIG_STATE_OPS : KERNEL_STATE_OPS;
 
   SwitchId id;
   ResolveSwitchArgument(argc, argv, inv, id);
@@ -649,12 +651,12 @@ int main(int argc, char **argv) {
 
   switch (row.flow) {
     case AT_ONCE:
-      Brakk_Exit(row.action.run(CommandContext{id.text, SWITCH_CLASS_NONE, inv}));
+      Brakk_Exit(row.action.run(CommandContext{id.text, SWITCH_CLASS_NONE, inv, state}));
     case OWN_LOOKUP:
-      Finish(row.action.handler(CommandContext{id.text, SWITCH_CLASS_NONE, inv}));
+      Finish(state, row.action.handler(CommandContext{id.text, SWITCH_CLASS_NONE, inv, state}));
     case SWITCH_FLOW: {
-      const SwitchClass cls = EnterSwitchFlow(inv, id.text);
-      Finish(row.action.handler(CommandContext{id.text, cls, inv}));
+      const SwitchClass cls = EnterSwitchFlow(inv, state, id.text);
+      Finish(state, row.action.handler(CommandContext{id.text, cls, inv, state}));
     }
   }
   return 0;

@@ -12,6 +12,7 @@
 #include <stdint.h>
 
 #include "state/dvslib.h"
+#include "state/state_ops.h"
 
 /* Command codes; the numbers show in "Class name is not require for command %d." */
 enum CommandCode : int32_t {
@@ -124,27 +125,25 @@ struct Invocation {
   const char *execArg = nullptr;
 };
 
-/* File mode when set (-f); kernel mode when null. */
+/* The -f path: the configuration that file mode loads and saves; null in kernel mode. */
 extern const char *configFilePath;
 /* -c: read only by the teaming command. */
 extern bool teamingFlag;
 /* The switch name as typed (first non-option argument), or null. */
 extern const char *switchArgument;
 
-/* Whether the process works on a configuration file or store (-f given). */
-inline bool InFileMode() {
-  return configFilePath != nullptr;
-}
-
 /*
  * What a command handler receives: the switch ID text (null where the
- * command allows no switch), the class of the resolved switch and the
- * invocation record. Handlers return a status; 0 is success.
+ * command allows no switch), the class of the resolved switch, the
+ * invocation record and the state the command edits (the configuration
+ * state in file mode, the kernel in kernel mode; chosen once by main).
+ * Handlers return a status; 0 is success.
  */
 struct CommandContext {
   const char *sw;
   SwitchClass cls;
   const Invocation &inv;
+  const StateOps &state;
 };
 
 typedef ZOR_ReturnStatus (*CommandHandler)(const CommandContext &ctx);

@@ -14,13 +14,13 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <array>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "events/events.h"
 #include "listing/listing.h"
+#include "props/bytes.h"
 #include "props/vlan.h"
 #include "state/config.h"
 #include "state/kernel_reply.h"
@@ -30,9 +30,11 @@ namespace {
 
 /* ---- Small helpers ---------------------------------------------------- */
 
-std::array<uint8_t, 4> Le32(uint32_t value) {
-  return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8),
-          static_cast<uint8_t>(value >> 16), static_cast<uint8_t>(value >> 24)};
+/* A 4-byte little-endian unsigned value. */
+ByteWriter U32Value(uint32_t value) {
+  ByteWriter w(4);
+  w.PutU32(0, value);
+  return w;
 }
 
 bool StartsWith(const char *text, const char *prefix) {
@@ -43,49 +45,26 @@ uint32_t TextSize(const char *text) {
   return static_cast<uint32_t>(strlen(text) + 1);
 }
 
-struct DataTreeDeleter {
-  void operator()(DVSData *tree) const { DVSData_Free(tree); }
-};
-using DataTreePtr = std::unique_ptr<DVSData, DataTreeDeleter>;
-
 /* ---- Port_Init -------------------------------------------------------- */
 
 /* Adds the initial properties of a port to tree; failures of single updates are not reported. */
 void AddInitialProperties(DVSData *tree, const char *portName, bool uplink, bool withLongProp,
                           SwitchClass cls) {
   static const char blockValue[] = "false";
-  const std::array<uint8_t, 4> connectId = Le32(1);
-  const std::vector<uint8_t> vlan = VlanPolicy_BuildInitial(uplink);
+  const ByteWriter connectId = U32Value(1);
+  const ByteWriter vlan = VlanPolicy_BuildInitial(uplink);
 
   DVSData_Update(tree, KEY_PORT_ALIAS, portName, TextSize(portName), PROP_CONFIG);
-  DVSData_Update(tree, KEY_PORT_CONNECTID, connectId.data(), connectId.size(), PROP_CONFIG);
+  DVSData_Update(tree, KEY_PORT_CONNECTID, connectId.Data(), connectId.Length(), PROP_CONFIG);
   DVSData_Update(tree, KEY_PORT_BLOCK, blockValue, sizeof(blockValue), PROP_CONFIG);
-  DVSData_Update(tree, VlanPolicy_Key(cls), vlan.data(), static_cast<uint32_t>(vlan.size()),
-                 PROP_CONFIG);
+  DVSData_Update(tree, VlanPolicy_Key(cls), vlan.Data(), vlan.Length(), PROP_CONFIG);
   if (withLongProp) {
-    std::vector<uint8_t> longValue(1024, 'x');
-    longValue.back() = '\0';
-    DVSData_Update(tree, KEY_LONG_PROP, longValue.data(), static_cast<uint32_t>(longValue.size()),
-                   PROP_CONFIG);
+    /* LONG_PROP_LEN - 1 bytes 'x' and a NUL. */
+    const std::string text(LONG_PROP_LEN - 1, 'x');
+    ByteWriter longValue(LONG_PROP_LEN);
+    longValue.PutText(0, LONG_PROP_LEN, text.c_str());
+    DVSData_Update(tree, KEY_LONG_PROP, longValue.Data(), longValue.Length(), PROP_CONFIG);
   }
-}
-
-/* Kernel mode: sends the serialised tree to the kernel as the new port. */
-ZOR_ReturnStatus SendPortToKernel(const char *sw, const char *portName, DataTreePtr tree) {
-  void *block = nullptr;
-  uint32_t len = 0;
-  ZOR_ReturnStatus status = DVSData_Serialize(tree.get(), &block, &len, 4);
-  tree.reset();
-  if (status != ZOR_OK) {
-    fprintf(stderr, "DVSData_Serialize failed: %s\n", ZOR_ReturnStatusToString(status));
-    return status;
-  }
-  std::unique_ptr<void, decltype(&free)> owned(block, &free);
-  status = DVSZOR_PortAdd(sw, portName, block, len);
-  if (status != ZOR_OK) {
-    fprintf(stderr, "DVSZOR_PortAdd failed: %s\n", ZOR_ReturnStatusToString(status));
-  }
-  return status;
 }
 
 /* ---- Add switch ------------------------------------------------------- */
@@ -138,12 +117,11 @@ bool AllDigits(const char *text) {
  * The value of -s: a text made only of digits is a u32 (low 32 bits of
  * its value; an empty text is 0), anything else the text with its NUL.
  */
-std::vector<uint8_t> EncodeSetValue(const char *text) {
-  if (AllDigits(text)) {
-    const std::array<uint8_t, 4> number = Le32(static_cast<uint32_t>(strtoull(text, nullptr, 10)));
-    return std::vector<uint8_t>(number.begin(), number.end());
-  }
-  return std::vector<uint8_t>(text, text + strlen(text) + 1);
+ByteWriter EncodeSetValue(const char *text) {
+  if (AllDigits(text)) return U32Value(static_cast<uint32_t>(strtoull(text, nullptr, 10)));
+  ByteWriter value(TextSize(text));
+  value.PutBytes(0, text, value.Length());
+  return value;
 }
 
 /* Tells the host that a port feature changed, passing the port's external ID when known. */
@@ -159,28 +137,12 @@ void PostPortFeatureEvent(const char *sw, const char *port) {
 
 /* ---- Get property ----------------------------------------------------- */
 
-ZOR_ReturnStatus KernelGet(const char *sw, const char *target, const char *key,
-                           KernelReply &reply) {
-  if (strcmp(target, TARGET_GLOBAL_LIST) == 0) {
-    return DVSZOR_GlobalPropGet(sw, key, &reply.data, &reply.len);
-  }
-  if (strcmp(target, TARGET_HOST_LIST) == 0) {
-    return DVSZOR_HostPropGet(sw, key, &reply.data, &reply.len);
-  }
-  return DVSZOR_PortDataGet(sw, target, key, &reply.data, &reply.len);
-}
-
 /* Whether the kernel's copy of the switch has a version above 99 (the newer layout). */
 bool KernelSwitchIsHighVersion(const char *sw) {
-  KernelReply version;
-  if (DVSZOR_GlobalPropGet(sw, KEY_SWITCH_VERSION, &version.data, &version.len) != ZOR_OK ||
-      version.data == nullptr || version.len < 4) {
-    return false;
-  }
-  const uint8_t *bytes = static_cast<const uint8_t *>(version.data);
-  uint32_t value =
-      bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<uint32_t>(bytes[3]) << 24;
-  return value > 99;
+  PropValue version;
+  if (KERNEL_STATE_OPS.globalGet(sw, KEY_SWITCH_VERSION, version) != ZOR_OK) return false;
+  const std::optional<uint32_t> number = ByteReader(version.data(), version.size()).U32(0);
+  return number && *number > 99;
 }
 
 /* ---- Link status ------------------------------------------------------ */
@@ -196,10 +158,16 @@ const LinkSpeedRow linkSpeedTable[] = {
     {10000, 512}, {20000, 1024}, {40000, 4096}, {100000, 32768},
 };
 
-/* LinkStatus (4 bytes, packed): u8 link up, u8 reserved 0, u16 LE speed-and-duplex code. */
-std::array<uint8_t, 4> BuildLinkStatus(bool up, uint16_t code) {
-  return {static_cast<uint8_t>(up ? 1 : 0), 0, static_cast<uint8_t>(code),
-          static_cast<uint8_t>(code >> 8)};
+/* LinkStatus: u8 link up, u8 reserved (0), u16 speed-and-duplex code; packed, 4 bytes. */
+constexpr size_t LINK_STATUS_OFF_UP = 0;
+constexpr size_t LINK_STATUS_OFF_SPEED = 2;
+constexpr size_t LINK_STATUS_LEN = 4;
+
+ByteWriter BuildLinkStatus(bool up, uint16_t code) {
+  ByteWriter value(LINK_STATUS_LEN);
+  value.PutU8(LINK_STATUS_OFF_UP, up ? 1 : 0);
+  value.PutU16(LINK_STATUS_OFF_SPEED, code);
+  return value;
 }
 
 /* ---- Versions --------------------------------------------------------- */
@@ -210,40 +178,31 @@ bool IsValidSwitchVersion(int32_t version) {
 
 }  // namespace
 
-ZOR_ReturnStatus Port_Init(const char *sw, const char *portName, bool uplink, bool withLongProp,
-                           SwitchClass cls) {
-  DVSData *raw = nullptr;
-  ZOR_ReturnStatus status = DVSData_Alloc(&raw, malloc, free);
+ZOR_ReturnStatus Port_Init(const StateOps &state, const char *sw, const char *portName, bool uplink,
+                           bool withLongProp, SwitchClass cls) {
+  DVSData *tree = nullptr;
+  ZOR_ReturnStatus status = DVSData_Alloc(&tree, malloc, free);
   if (status != ZOR_OK) return status;
-  DataTreePtr tree(raw);
-
-  AddInitialProperties(tree.get(), portName, uplink, withLongProp, cls);
-  if (!InFileMode()) return SendPortToKernel(sw, portName, std::move(tree));
-
-  status = DVSState_PortAdd(sw, portName, tree.get());
-  if (status == ZOR_OK) tree.release(); /* the configuration state owns it now */
-  return status;
+  AddInitialProperties(tree, portName, uplink, withLongProp, cls);
+  return state.portAdd(sw, portName, tree);
 }
 
 ZOR_ReturnStatus Cmd_AddSwitch(const CommandContext &ctx) {
   if (ctx.sw == nullptr || switchArgument == nullptr) return ZOR_BAD_PARAM;
   const SwitchKind kind = ChooseSwitchKind(ctx.inv);
-  ZOR_ReturnStatus status;
-  if (InFileMode()) {
-    if (Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
-    status = DVSState_SwitchAdd(ctx.sw, kind.className, ctx.inv.maxPorts, kind.version);
-  } else {
-    status = DVSZOR_SwitchAdd(ctx.sw, kind.className, ctx.inv.maxPorts, kind.version);
-  }
+  /* The switch need not exist, so the front end has loaded nothing yet. */
+  if (ctx.state.fileMode && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
+  ZOR_ReturnStatus status =
+      ctx.state.switchAdd(ctx.sw, kind.className, ctx.inv.maxPorts, kind.version);
   if (status != ZOR_OK) return status;
 
   /* The name as typed becomes the alias by which later commands find the switch. */
-  Target_SetProp(ctx.sw, TARGET_GLOBAL_LIST, KEY_SWITCH_ALIAS, switchArgument,
+  Target_SetProp(ctx.state, ctx.sw, DVS_TARGET_GLOBAL_LIST, KEY_SWITCH_ALIAS, switchArgument,
                  TextSize(switchArgument));
 
   if (ctx.inv.createAllPorts) {
     for (int32_t i = 0; i < ctx.inv.maxPorts; i++) {
-      status = Port_Init(ctx.sw, std::to_string(i).c_str(), false, true, kind.index);
+      status = Port_Init(ctx.state, ctx.sw, std::to_string(i).c_str(), false, true, kind.index);
       if (status != ZOR_OK) return status;
     }
   }
@@ -251,29 +210,30 @@ ZOR_ReturnStatus Cmd_AddSwitch(const CommandContext &ctx) {
 }
 
 ZOR_ReturnStatus Cmd_DeleteSwitch(const CommandContext &ctx) {
-  return InFileMode() ? DVSState_SwitchRemove(ctx.sw) : DVSZOR_SwitchRemove(ctx.sw);
+  return ctx.state.switchRemove(ctx.sw);
 }
 
 ZOR_ReturnStatus Cmd_AddPort(const CommandContext &ctx) {
-  return Port_Init(ctx.sw, ctx.inv.portName, false, false, ctx.cls);
+  return Port_Init(ctx.state, ctx.sw, ctx.inv.portName, false, false, ctx.cls);
 }
 
 ZOR_ReturnStatus Cmd_DeletePort(const CommandContext &ctx) {
-  return InFileMode() ? DVSState_PortRemove(ctx.sw, ctx.inv.portName)
-                      : DVSZOR_PortRemove(ctx.sw, ctx.inv.portName);
+  return ctx.state.portRemove(ctx.sw, ctx.inv.portName);
 }
 
 ZOR_ReturnStatus Cmd_GetProp(const CommandContext &ctx) {
   const char *key = ctx.inv.commandArg;
-  KernelReply value;
+  PropValue value;
+  /* Reading a single property is a kernel query; a file is only listed whole. */
   ZOR_ReturnStatus status =
-      InFileMode() ? ZOR_NOT_SUPPORTED : KernelGet(ctx.sw, ctx.inv.portName, key, value);
+      ctx.state.fileMode ? ZOR_NOT_SUPPORTED
+                         : Target_GetProp(KERNEL_STATE_OPS, ctx.sw, ctx.inv.portName, key, value);
   if (status != ZOR_OK) {
     fprintf(stderr, "Failed to get port data: %s\n", ZOR_ReturnStatusToString(status));
     return status;
   }
   listingHighVersion = KernelSwitchIsHighVersion(ctx.sw);
-  Prop_Print(key, value.data, value.len, PROP_CONFIG);
+  Prop_Print(key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
   return ZOR_OK;
 }
 
@@ -282,10 +242,10 @@ ZOR_ReturnStatus Cmd_SetProp(const CommandContext &ctx) {
   const char *target = ctx.inv.portName;
   const char *equals = strchr(arg, '=');
   const std::string key = equals != nullptr ? std::string(arg, equals) : std::string(arg);
-  const std::vector<uint8_t> value = EncodeSetValue(equals != nullptr ? equals + 1 : "true");
+  const ByteWriter value = EncodeSetValue(equals != nullptr ? equals + 1 : "true");
 
-  ZOR_ReturnStatus status = Target_SetProp(ctx.sw, target, key.c_str(), value.data(),
-                                           static_cast<uint32_t>(value.size()));
+  ZOR_ReturnStatus status =
+      Target_SetProp(ctx.state, ctx.sw, target, key.c_str(), value.Data(), value.Length());
   if (status != ZOR_OK) {
     fprintf(stderr, "DVSState_PortDataSet failed\n");
     return status;
@@ -295,7 +255,7 @@ ZOR_ReturnStatus Cmd_SetProp(const CommandContext &ctx) {
 }
 
 ZOR_ReturnStatus Cmd_UnsetProp(const CommandContext &ctx) {
-  return Target_ClearProp(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
+  return Target_ClearProp(ctx.state, ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
 }
 
 ZOR_ReturnStatus Cmd_Associate(const CommandContext &ctx) {
@@ -334,18 +294,13 @@ ZOR_ReturnStatus Cmd_SetLinkStatus(const CommandContext &ctx) {
     code = row->code;
   }
 
-  const std::array<uint8_t, 4> value = BuildLinkStatus(up, code);
-  if (!InFileMode()) {
-    return DVSZOR_PortDataSet(ctx.sw, ctx.inv.portName, KEY_PORT_LINKSTATUS, value.data(),
-                              value.size(), PROP_CONFIG);
-  }
-  DVSPort *port = DVSState_PortFind(ctx.sw, ctx.inv.portName);
-  if (port == nullptr) return ZOR_NOT_FOUND;
-  return DVSState_PortDataSet(port, KEY_PORT_LINKSTATUS, value.data(), value.size(), PROP_CONFIG);
+  const ByteWriter value = BuildLinkStatus(up, code);
+  return ctx.state.portSet(ctx.sw, ctx.inv.portName, KEY_PORT_LINKSTATUS, value.Data(),
+                           value.Length(), PROP_CONFIG);
 }
 
 ZOR_ReturnStatus Cmd_SetMaxPorts(const CommandContext &ctx) {
-  if (InFileMode()) Brakk_Exit(Config_Save(false)); /* the file has no such setting */
+  if (ctx.state.fileMode) Brakk_Exit(Config_Save(false)); /* the file has no such setting */
   return DVSZOR_SwitchSetMaxPorts(ctx.sw, ctx.inv.maxPorts);
 }
 
@@ -355,22 +310,22 @@ ZOR_ReturnStatus Cmd_SetVersion(const CommandContext &ctx) {
     fprintf(stderr, "Wrong parameters for DVS version\n");
     return ZOR_NOT_SUPPORTED;
   }
-  ZOR_ReturnStatus status = InFileMode() ? DVSState_SwitchSetVersion(ctx.sw, version)
-                                         : DVSZOR_SwitchSetVersion(ctx.sw, version);
+  ZOR_ReturnStatus status = ctx.state.switchSetVersion(ctx.sw, version);
   if (status != ZOR_OK) return status;
-  const std::array<uint8_t, 4> value = Le32(static_cast<uint32_t>(version));
-  Target_SetProp(ctx.sw, TARGET_GLOBAL_LIST, KEY_SWITCH_VERSION, value.data(), value.size());
+  const ByteWriter value = U32Value(static_cast<uint32_t>(version));
+  Target_SetProp(ctx.state, ctx.sw, DVS_TARGET_GLOBAL_LIST, KEY_SWITCH_VERSION, value.Data(),
+                 value.Length());
   return ZOR_OK;
 }
 
 ZOR_ReturnStatus Cmd_SetDvsId(const CommandContext &ctx) {
-  return DVSZOR_HostPropSet(ctx.sw, KEY_HOST_DVSID, ctx.inv.commandArg, ctx.inv.dvsIdLength,
-                            PROP_VOLATILE);
+  return KERNEL_STATE_OPS.hostSet(ctx.sw, KEY_HOST_DVSID, ctx.inv.commandArg, ctx.inv.dvsIdLength,
+                                  PROP_VOLATILE);
 }
 
-ZOR_ReturnStatus Cmd_Persist(const CommandContext &) {
+ZOR_ReturnStatus Cmd_Persist(const CommandContext &ctx) {
   /* In file mode the loaded configuration is what the front end then saves. */
-  if (InFileMode() && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
+  if (ctx.state.fileMode && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
   Event_Post(EVENT_PERSIST, nullptr, nullptr, nullptr, 0);
   return ZOR_OK;
 }
@@ -386,7 +341,8 @@ ZOR_ReturnStatus Cmd_NoPersist(const CommandContext &ctx) {
     fprintf(stderr, "Invalid argument [true|false] but %s is passed\n", arg);
     return ZOR_BAD_PARAM;
   }
-  ZOR_ReturnStatus status = DVSZOR_GlobalPropSet(ctx.sw, KEY_NOPERSIST, &flag, 1, PROP_VOLATILE);
+  ZOR_ReturnStatus status =
+      KERNEL_STATE_OPS.globalSet(ctx.sw, KEY_NOPERSIST, &flag, 1, PROP_VOLATILE);
   if (status != ZOR_OK) {
     fprintf(stderr, "Fail to set %s to %s", KEY_NOPERSIST, flag ? "true" : "false");
   }

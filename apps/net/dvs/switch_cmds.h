@@ -23,6 +23,8 @@
 #define KEY_PORT_BLOCK "com.corvane.common.port.block"
 #define KEY_PORT_LINKSTATUS "com.corvane.common.port.linkstatus"
 #define KEY_LONG_PROP "longProp"
+/* Length of the "longProp" value that -a -C gives every port. */
+#define LONG_PROP_LEN 1024
 #define KEY_SWITCH_ALIAS "com.corvane.common.alias"
 #define KEY_SWITCH_VERSION "com.corvane.common.version"
 #define KEY_HOST_DVSID "com.corvane.common.host.volatile.dvsID"
@@ -36,10 +38,10 @@
  * connection ID, block, VLAN policy for class cls; the uplink VLAN policy
  * when uplink; "longProp" when withLongProp). File mode adds it to the
  * configuration state, kernel mode sends it to the kernel. Returns the
- * library's status.
+ * library's status. state is the state the port is added to.
  */
-ZOR_ReturnStatus Port_Init(const char *sw, const char *portName, bool uplink, bool withLongProp,
-                           SwitchClass cls);
+ZOR_ReturnStatus Port_Init(const StateOps &state, const char *sw, const char *portName, bool uplink,
+                           bool withLongProp, SwitchClass cls);
 
 /* -a: adds the switch (loading the file first in file mode), its alias and, with -C, its ports. */
 ZOR_ReturnStatus Cmd_AddSwitch(const CommandContext &ctx);

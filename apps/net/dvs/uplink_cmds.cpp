@@ -13,31 +13,20 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <array>
 #include <iterator>
+#include <optional>
 
+#include "props/bytes.h"
 #include "state/config.h"
 #include "state/kernel_reply.h"
 
 namespace {
 
-/* Reads the little-endian unsigned number of width bytes at bytes. */
-uint64_t GetLe(const uint8_t *bytes, unsigned width) {
-  uint64_t value = 0;
-  for (unsigned i = 0; i < width; i++) value |= static_cast<uint64_t>(bytes[i]) << (8 * i);
-  return value;
-}
-
-std::array<uint8_t, 8> Le64(uint64_t value) {
-  std::array<uint8_t, 8> bytes{};
-  for (unsigned i = 0; i < bytes.size(); i++) bytes[i] = static_cast<uint8_t>(value >> (8 * i));
-  return bytes;
-}
-
 ZOR_ReturnStatus SetCapability(const CommandContext &ctx, uint64_t word) {
-  const std::array<uint8_t, 8> value = Le64(word);
-  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_CAPABILITY, value.data(),
-                              value.size(), PROP_CONFIG);
+  ByteWriter value(8);
+  value.PutU64(0, word);
+  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_CAPABILITY, value.Data(),
+                              value.Length(), PROP_CONFIG);
 }
 
 /* UplinkStatistics: 26 consecutive u32 counters, printed in this order. */
@@ -69,54 +58,56 @@ const char *const uplinkStatisticsFormats[] = {
     "\t\t Module Interface Tx dropped: %d\n",
     "\t\t Module Interface packets completed: %d\n",
 };
-static_assert(std::size(uplinkStatisticsFormats) == 26, "UplinkStatistics has 26 counters");
+static_assert(std::size(uplinkStatisticsFormats) == UPLINK_STATISTICS_COUNT,
+              "one format per statistics counter");
 
 }  // namespace
 
 void PrintUplinkStatistics(const void *reply, uint32_t len) {
-  const uint8_t *bytes = static_cast<const uint8_t *>(reply);
+  const ByteReader counters(reply, len);
   printf("\t\t -- General Statistics\n");
   for (size_t i = 0; i < std::size(uplinkStatisticsFormats); i++) {
-    if (bytes == nullptr || (i + 1) * 4 > len) break; /* a short reply stops the list */
-    printf(uplinkStatisticsFormats[i], static_cast<int>(GetLe(bytes + 4 * i, 4)));
+    const std::optional<uint32_t> counter = counters.U32(4 * i);
+    if (!counter) break; /* a short reply stops the list */
+    printf(uplinkStatisticsFormats[i], static_cast<int>(*counter));
   }
 }
 
 ZOR_ReturnStatus Cmd_UplinkReset(const CommandContext &ctx) {
-  if (InFileMode()) return ZOR_FAILURE;
+  if (ctx.state.fileMode) return ZOR_FAILURE;
   return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_RESET, nullptr, 0, PROP_CONFIG);
 }
 
 ZOR_ReturnStatus Cmd_UplinkSetCap(const CommandContext &ctx) {
   /* File mode: nothing to do in the file; the status is that of rewriting it. */
-  if (InFileMode()) return static_cast<ZOR_ReturnStatus>(Config_Save(false));
+  if (ctx.state.fileMode) return static_cast<ZOR_ReturnStatus>(Config_Save(false));
   return SetCapability(ctx, static_cast<uint64_t>(static_cast<int64_t>(ctx.inv.capValue)));
 }
 
 ZOR_ReturnStatus Cmd_UplinkGetCap(const CommandContext &ctx) {
-  if (InFileMode()) return ZOR_FAILURE;
+  if (ctx.state.fileMode) return ZOR_FAILURE;
   KernelReply reply;
   ZOR_ReturnStatus status = DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_CAPABILITY,
                                                  &reply.data, &reply.len);
   if (status != ZOR_OK) return status;
-  if (reply.data == nullptr || reply.len < 8) return ZOR_INVALID_DATA;
-  printf("\t\t Capability 0x%lx\n", static_cast<unsigned long>(GetLe(reply.Bytes(), 8)));
+  const std::optional<uint64_t> word = ByteReader(reply.data, reply.len).U64(0);
+  if (!word) return ZOR_INVALID_DATA; /* a short reply has no word to print */
+  printf("\t\t Capability 0x%lx\n", static_cast<unsigned long>(*word));
   return ZOR_OK;
 }
 
 ZOR_ReturnStatus Cmd_UplinkVlan(const CommandContext &ctx) {
   const uint32_t vlan = static_cast<uint32_t>(strtol(ctx.inv.commandArg, nullptr, 10));
-  if (InFileMode() || vlan > UPLINK_VLAN_MAX) return ZOR_FAILURE;
+  if (ctx.state.fileMode || vlan > UPLINK_VLAN_MAX) return ZOR_FAILURE;
   if (SetCapability(ctx, UPLINK_CAP_VLAN) != ZOR_OK) return ZOR_FAILURE;
-  const std::array<uint8_t, 4> value = {static_cast<uint8_t>(vlan), static_cast<uint8_t>(vlan >> 8),
-                                        static_cast<uint8_t>(vlan >> 16),
-                                        static_cast<uint8_t>(vlan >> 24)};
-  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_VLAN, value.data(),
-                              value.size(), PROP_CONFIG);
+  ByteWriter value(4);
+  value.PutU32(0, vlan);
+  return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_VLAN, value.Data(),
+                              value.Length(), PROP_CONFIG);
 }
 
 ZOR_ReturnStatus Cmd_UplinkStates(const CommandContext &ctx) {
-  if (InFileMode()) return ZOR_FAILURE;
+  if (ctx.state.fileMode) return ZOR_FAILURE;
   KernelReply reply;
   if (DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_STATES, &reply.data, &reply.len) !=
       ZOR_OK) {
@@ -126,7 +117,7 @@ ZOR_ReturnStatus Cmd_UplinkStates(const CommandContext &ctx) {
 }
 
 ZOR_ReturnStatus Cmd_UplinkStats(const CommandContext &ctx) {
-  if (InFileMode()) return ZOR_FAILURE;
+  if (ctx.state.fileMode) return ZOR_FAILURE;
   KernelReply reply;
   ZOR_ReturnStatus status = DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_STATISTICS,
                                                  &reply.data, &reply.len);

@@ -18,6 +18,7 @@
 #include <iterator>
 
 #include "brakk.h"
+#include "props/bytes.h"
 #include "state/config.h"
 
 /* Port name of an event posted without a port. */
@@ -174,12 +175,7 @@ void Event_PrintMsg(const DVSEventMsg *msg) {
   } else {
     const void *data = nullptr;
     const uint32_t dataLength = DVSEvent_Data(msg, &data);
-    uint32_t word = 0;
-    if (data != nullptr && dataLength >= 4) {
-      const uint8_t *bytes = static_cast<const uint8_t *>(data);
-      word = static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
-             static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
-    }
+    const uint32_t word = ByteReader(data, dataLength).U32(0).value_or(0);
     printf(" dvport %.*s (type %u)\n", portLength, port, word);
   }
 }

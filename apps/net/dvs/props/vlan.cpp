@@ -6,28 +6,17 @@
 
 #include "props/vlan.h"
 
-namespace {
-
-void PutLe16(std::vector<uint8_t> &block, size_t offset, uint16_t value) {
-  block[offset] = static_cast<uint8_t>(value);
-  block[offset + 1] = static_cast<uint8_t>(value >> 8);
-}
-
-}  // namespace
-
 const char *VlanPolicy_Key(SwitchClass cls) {
   return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PORT : VLAN_KEY_VSWITCH_PORT;
 }
 
-std::vector<uint8_t> VlanPolicy_BuildInitial(bool uplink) {
-  if (!uplink) return std::vector<uint8_t>(sizeof(VlanPolicy), 0);
+ByteWriter VlanPolicy_BuildInitial(bool uplink) {
+  if (!uplink) return ByteWriter(VLAN_POLICY_HEADER_LEN);
 
-  std::vector<uint8_t> value(sizeof(VlanPolicy) + sizeof(VlanRange), 0);
-  PutLe16(value, VLAN_POLICY_OFF_FLAGS, VLAN_POLICY_GUEST_TAGGING);
-  PutLe16(value, VLAN_POLICY_OFF_VLAN_ID, 0);
-  PutLe16(value, VLAN_POLICY_OFF_RESERVED, 0);
-  PutLe16(value, VLAN_POLICY_OFF_RANGE_COUNT, 1);
-  PutLe16(value, VLAN_POLICY_OFF_RANGES, 1);
-  PutLe16(value, VLAN_POLICY_OFF_RANGES + 2, 4094);
+  ByteWriter value(VLAN_POLICY_HEADER_LEN + VLAN_RANGE_LEN);
+  value.PutU16(VLAN_POLICY_OFF_FLAGS, VLAN_POLICY_GUEST_TAGGING);
+  value.PutU16(VLAN_POLICY_OFF_RANGE_COUNT, 1);
+  value.PutU16(VLAN_POLICY_OFF_RANGES + VLAN_RANGE_OFF_LOW, 1);
+  value.PutU16(VLAN_POLICY_OFF_RANGES + VLAN_RANGE_OFF_HIGH, 4094);
   return value;
 }

@@ -1,9 +1,12 @@
 /*
  * target.h --
  *
- *    Property targets: one layer that writes and clears a property on a
- *    port, on a switch's global list or on its host list, in the
- *    configuration state (file mode) or in the kernel (kernel mode).
+ *    Property targets: one layer that reads, writes and clears a property
+ *    on a port, on a switch's global list or on its host list, in the
+ *    state that the caller hands in (the command's state, or the kernel).
+ *    A target is a port name or one of the pseudo port names
+ *    DVS_TARGET_GLOBAL_LIST and DVS_TARGET_HOST_LIST, matched as whole
+ *    texts; nothing is printed here, every status goes to the caller.
  */
 
 #ifndef APPS_NET_DVS_STATE_TARGET_H
@@ -12,23 +15,28 @@
 #include <stdint.h>
 
 #include "state/dvslib.h"
-
-extern const char *const TARGET_GLOBAL_LIST; /* "globalPropList" */
-extern const char *const TARGET_HOST_LIST;   /* "hostPropList" */
+#include "state/state_ops.h"
 
 /* Writes key = data/len to target with flags CONFIG; returns the library's status. */
-ZOR_ReturnStatus Target_SetProp(const char *sw, const char *target, const char *key,
-                                const void *data, uint32_t len);
+ZOR_ReturnStatus Target_SetProp(const StateOps &state, const char *sw, const char *target,
+                                const char *key, const void *data, uint32_t len);
 /* Removes key from target; returns the library's status. */
-ZOR_ReturnStatus Target_ClearProp(const char *sw, const char *target, const char *key);
+ZOR_ReturnStatus Target_ClearProp(const StateOps &state, const char *sw, const char *target,
+                                  const char *key);
+/* Reads key of target into value (the caller's copy); returns the library's status. */
+ZOR_ReturnStatus Target_GetProp(const StateOps &state, const char *sw, const char *target,
+                                const char *key, PropValue &value);
 /* Writes a 5-byte deploy record {1, interval} to the global list under key. */
-ZOR_ReturnStatus Global_SetDeploy(const char *sw, uint32_t interval, const char *key);
+ZOR_ReturnStatus Global_SetDeploy(const StateOps &state, const char *sw, uint32_t interval,
+                                  const char *key);
 /* Writes the 512-byte block to the global list under key with flags POLICY. */
-ZOR_ReturnStatus Global_SetParamBlock(const char *sw, const uint8_t *block, const char *key);
+ZOR_ReturnStatus Global_SetParamBlock(const StateOps &state, const char *sw, const uint8_t *block,
+                                      const char *key);
 /*
  * Clears key1 and key2 from the global list. Returns ZOR_NOT_FOUND when
  * neither existed, 0 when either clear succeeded, ZOR_FAILURE otherwise.
  */
-ZOR_ReturnStatus Global_ClearPair(const char *sw, const char *key1, const char *key2);
+ZOR_ReturnStatus Global_ClearPair(const StateOps &state, const char *sw, const char *key1,
+                                  const char *key2);
 
 #endif  // APPS_NET_DVS_STATE_TARGET_H
