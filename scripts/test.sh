@@ -1,17 +1,25 @@
 #!/usr/bin/env bash
-# Builds brakk twice, once plainly and once with AddressSanitizer and
-# UndefinedBehaviorSanitizer, and runs every test in both builds.
+# Builds brakk twice, once as a Release build and once with AddressSanitizer
+# and UndefinedBehaviorSanitizer, runs every test in both builds, and checks
+# that the Release build installs its programs. Warnings are errors here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
 jobs=$(nproc)
 
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_WERROR=ON >/dev/null
 ninja -C build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 
+stage=$(mktemp -d)
+trap 'rm -rf "$stage"' EXIT
+cmake --install build --prefix "$stage" >/dev/null
+for program in bin/brakk sbin/zorcored; do
+  [ -x "$stage/$program" ] || { echo "install: $program is missing" >&2; exit 1; }
+done
+
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRAKK_SANITIZE=ON \
-  -DBRAKK_BENCH=OFF >/dev/null
+  -DBRAKK_BENCH=OFF -DBRAKK_WERROR=ON >/dev/null
 ninja -C build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs"
