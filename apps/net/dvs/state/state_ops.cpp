@@ -110,26 +110,30 @@ ZOR_ReturnStatus KernelPortAdd(const char *sw, const char *port, DVSData *tree) 
   return status;
 }
 
-ZOR_ReturnStatus KernelPortGet(const char *sw, const char *port, const char *key,
-                               PropValue &value) {
+/* Runs one kernel read, copies its reply into value and releases the reply. */
+template <typename Read>
+ZOR_ReturnStatus CopyKernelReply(PropValue &value, Read read) {
   KernelReply reply;
-  ZOR_ReturnStatus status = DVSZOR_PortDataGet(sw, port, key, &reply.data, &reply.len);
+  ZOR_ReturnStatus status = read(&reply.data, &reply.len);
   if (status == ZOR_OK) CopyValue(reply.data, reply.len, value);
   return status;
+}
+
+ZOR_ReturnStatus KernelPortGet(const char *sw, const char *port, const char *key,
+                               PropValue &value) {
+  return CopyKernelReply(value, [&](void **data, uint32_t *len) {
+    return DVSZOR_PortDataGet(sw, port, key, data, len);
+  });
 }
 
 ZOR_ReturnStatus KernelGlobalGet(const char *sw, const char *key, PropValue &value) {
-  KernelReply reply;
-  ZOR_ReturnStatus status = DVSZOR_GlobalPropGet(sw, key, &reply.data, &reply.len);
-  if (status == ZOR_OK) CopyValue(reply.data, reply.len, value);
-  return status;
+  return CopyKernelReply(
+      value, [&](void **data, uint32_t *len) { return DVSZOR_GlobalPropGet(sw, key, data, len); });
 }
 
 ZOR_ReturnStatus KernelHostGet(const char *sw, const char *key, PropValue &value) {
-  KernelReply reply;
-  ZOR_ReturnStatus status = DVSZOR_HostPropGet(sw, key, &reply.data, &reply.len);
-  if (status == ZOR_OK) CopyValue(reply.data, reply.len, value);
-  return status;
+  return CopyKernelReply(
+      value, [&](void **data, uint32_t *len) { return DVSZOR_HostPropGet(sw, key, data, len); });
 }
 
 }  // namespace
