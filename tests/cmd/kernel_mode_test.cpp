@@ -12,10 +12,9 @@
 #include <dirent.h>
 #include <signal.h>
 #include <stdlib.h>
-#include <sys/sysinfo.h>
 #include <unistd.h>
 
-#include <regex>
+#include <sstream>
 #include <string>
 
 #include "zorcored_fixture.h"
@@ -24,33 +23,9 @@ namespace {
 
 using transcript::Background;
 using transcript::DVS0_ID;
+using transcript::DVS1_ID;
 using transcript::ReadFile;
-using transcript::Row;
-
-const std::string ID0 = DVS0_ID;
-const std::string ID1 = "64 76 73 31 00 00 00 00-00 00 00 00 00 00 00 00";
-
-/* The head of a switch's listing: its line, max ports, global list with the alias. */
-std::string SwitchHead(const std::string &id, const std::string &alias,
-                       const std::string &cls = "cswitch", int maxPorts = 64,
-                       const std::string &moreGlobals = "") {
-  return "switch " + id + " (" + cls + ")\n\tmax ports: " + std::to_string(maxPorts) +
-         "\n\tglobal properties:\n\t\tcom.corvane.common.alias = " + alias +
-         " , \tpropType = CONFIG \n" + moreGlobals + "\thost properties:\n";
-}
-
-/* A port as -A creates it on a cswitch or vswitch, followed by extra property lines. */
-std::string NewPort(const std::string &name, const std::string &tag = "",
-                    const std::string &more = "") {
-  return "\tport " + name + tag + ":\n\t\tcom.corvane.common.port.alias = " + name +
-         " , \tpropType = CONFIG \n"
-         "\t\tcom.corvane.common.port.connectid = 0x 1. 0 <repeats 3 times>\n"
-         "\t\t\tpropType = CONFIG \n"
-         "\t\tcom.corvane.common.port.block = false , \tpropType = CONFIG \n"
-         "\t\tcom.corvane.vswitch.port.vlan = 0x 0. 0 <repeats 7 times>\n"
-         "\t\t\tpropType = CONFIG \n" +
-         more;
-}
+using namespace transcript::lines;
 
 const std::string OP_FAILED = "Operation failed: status = ";
 
@@ -67,27 +42,25 @@ TEST_F(KernelMode, SwitchesAndPortsLiveInTheKernel) {
       {"-A -p 8 dvs0", 0, "", ""},
       {"-a -P 2 --className vswitch dvs1", 0, "", ""},
       {"-l", 0,
-       SwitchHead(ID0, "dvs0") + NewPort("7") + NewPort("8") +
-           SwitchHead(ID1, "dvs1", "vswitch", 2),
+       Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") + NewPort("8") +
+           Switch(DVS1_ID, "dvs1", "vswitch", 2) + HOST_LIST,
        ""},
       {"-D -p 7 dvs0", 0, "", ""},
       {"-D -p 7 dvs0", 3, "", OP_FAILED + "0xbad0003\n"},
-      {"-l dvs0", 0, SwitchHead(ID0, "dvs0") + NewPort("8"), ""},
+      {"-l dvs0", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("8"), ""},
       {"-d dvs0", 0, "", ""},
-      {"-d dvs0", 255, "", "Switch handle not found by id " + ID0 + "\n"},
-      {"-A -p 1 dvs0", 255, "", "Switch handle not found by id " + ID0 + "\n"},
-      {"-l", 0, SwitchHead(ID1, "dvs1", "vswitch", 2), ""},
+      {"-d dvs0", 255, "", "Switch handle not found by id " + DVS0_ID + "\n"},
+      {"-A -p 1 dvs0", 255, "", "Switch handle not found by id " + DVS0_ID + "\n"},
+      {"-l", 0, Switch(DVS1_ID, "dvs1", "vswitch", 2) + HOST_LIST, ""},
   });
 }
 
 TEST_F(KernelMode, CreateAllPortsBuildsThemInTheKernel) {
-  const std::string longProp =
-      "\t\tlongProp = " + std::string(1023, 'x') + " , \tpropType = CONFIG \n";
   CheckKernel({
       {"-a -C -P 2 --className vswitch dvs1", 0, "", ""},
       {"-l", 0,
-       SwitchHead(ID1, "dvs1", "vswitch", 2) + NewPort("0", "", longProp) +
-           NewPort("1", "", longProp),
+       Switch(DVS1_ID, "dvs1", "vswitch", 2) + HOST_LIST + NewPort("0") + LongProp() +
+           NewPort("1") + LongProp(),
        ""},
       {"--cmdExec portcount dvs1", 0, "2\n", ""},
       {"-a -C -P 0 dvs0", 0, "", ""},
@@ -101,15 +74,10 @@ TEST_F(KernelMode, AliasLookupReadsTheKernelState) {
       /* Re-aliasing the switch: the new name now finds it through the kernel's state. */
       {"-s com.corvane.common.alias=core -p globalPropList dvs0", 0, "", ""},
       {"-A -p 3 core", 0, "", ""},
-      {"-l core", 0,
-       "switch " + ID0 +
-           " (cswitch)\n\tmax ports: 64\n\tglobal properties:\n"
-           "\t\tcom.corvane.common.alias = core , \tpropType = CONFIG \n\thost properties:\n" +
-           NewPort("3"),
-       ""},
+      {"-l core", 0, Switch(DVS0_ID, "core") + HOST_LIST + NewPort("3"), ""},
       /* An ID given with -n needs no lookup. */
-      {"-n -r com.corvane.common.port.alias -p 3 '" + ID0 + "'", 0,
-       "\t\tcom.corvane.common.port.alias = 3 , \tpropType = CONFIG \n", ""},
+      {"-n -r com.corvane.common.port.alias -p 3 '" + DVS0_ID + "'", 0,
+       Text("com.corvane.common.port.alias", "3"), ""},
   });
 }
 
@@ -119,15 +87,13 @@ TEST_F(KernelMode, PropertiesOnPortsAndLists) {
       {"-A -p 7 dvs0", 0, "", ""},
       {"-s com.corvane.common.port.speed=9000 -p 7 dvs0", 0, "", ""},
       {"-r com.corvane.common.port.speed -p 7 dvs0", 0,
-       "\t\tcom.corvane.common.port.speed = 0x28.23. 0 <repeats 2 times>\n\t\t\tpropType = CONFIG "
-       "\n",
-       ""},
+       Hex("com.corvane.common.port.speed", "0x28.23. 0 <repeats 2 times>"), ""},
       {"-s myKey=abc -p globalPropList dvs0", 0, "", ""},
       {"-s other=1 -p globalPropList dvs0", 0, "", ""},
       {"-s myKey=xyz -p globalPropList dvs0", 0, "", ""}, /* replaced in place */
-      {"-r myKey -p globalPropList dvs0", 0, "\t\tmyKey = xyz , \tpropType = CONFIG \n", ""},
+      {"-r myKey -p globalPropList dvs0", 0, Text("myKey", "xyz"), ""},
       {"-s flag -p hostPropList dvs0", 0, "", ""},
-      {"-r flag -p hostPropList dvs0", 0, "\t\tflag = true , \tpropType = CONFIG \n", ""},
+      {"-r flag -p hostPropList dvs0", 0, Text("flag", "true"), ""},
       {"-s empty= -p 7 dvs0", 0, "", ""},
       {"-r nope -p 7 dvs0", 3, "",
        "Failed to get port data: Not found\n" + OP_FAILED + "0xbad0003\n"},
@@ -141,9 +107,8 @@ TEST_F(KernelMode, PropertiesOnPortsAndLists) {
        "Failed to get port data: Not found\n" + OP_FAILED + "0xbad0003\n"},
       {"-u other -p globalPropList dvs0", 0, "", ""},
       {"-l", 0,
-       SwitchHead(ID0, "dvs0", "cswitch", 64, "\t\tmyKey = xyz , \tpropType = CONFIG \n") +
-           "\t\tflag = true , \tpropType = CONFIG \n" +
-           NewPort("7", "", "\t\tempty = 0x 0. 0 <repeats 3 times>\n\t\t\tpropType = CONFIG \n"),
+       Switch(DVS0_ID, "dvs0") + Text("myKey", "xyz") + HOST_LIST + Text("flag", "true") +
+           NewPort("7") + Hex("empty", "0x 0. 0 <repeats 3 times>"),
        ""},
   });
 }
@@ -169,23 +134,19 @@ TEST_F(KernelMode, SwitchSettingsActOnTheKernelSwitch) {
       {"-Y dvs0", 0, "", ""},
       {"--cmdExec associated dvs0", 0, "no\n", ""},
       {"-l dvs0", 0,
-       SwitchHead(ID0, "dvs0", "cswitch", 128,
-                  "\t\tcom.corvane.common.version = 0x64. 0 <repeats 3 times>\n"
-                  "\t\t\tpropType = CONFIG \n"
-                  "\t\tcom.corvane.common.volatile.nopersist = 0x 1\n"
-                  "\t\t\tpropType = VOLATILE \n") +
-           "\t\tcom.corvane.common.host.volatile.dvsID = abc , \tpropType = VOLATILE \n" +
-           NewPort("7", "",
-                   "\t\tcom.corvane.common.port.linkstatus = 0x 1. 0.40. 0\n"
-                   "\t\t\tpropType = CONFIG \n"),
+       Switch(DVS0_ID, "dvs0", "cswitch", 128) +
+           Hex("com.corvane.common.version", "0x64. 0 <repeats 3 times>") +
+           Hex("com.corvane.common.volatile.nopersist", "0x 1", "VOLATILE ") + HOST_LIST +
+           Text("com.corvane.common.host.volatile.dvsID", "abc", "VOLATILE ") + NewPort("7") +
+           Hex("com.corvane.common.port.linkstatus", "0x 1. 0.40. 0"),
        ""},
   });
 }
 
 TEST_F(KernelMode, StoreThroughTheDefaultPath) {
   const std::string store = "-f /etc/corvane/dvsdata.db ";
-  const std::string dvs0 = SwitchHead(ID0, "dvs0") + NewPort("7");
-  const std::string kv = "\t\tk = v , \tpropType = CONFIG \n";
+  const std::string dvs0 = Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7");
+  const std::string kv = Text("k", "v");
   CheckKernel({
       {store + "-l", 1, "", "failed to get config data: Not found\n"},
       {"-S", 1, "", "failed to get config data: Not found\n"},
@@ -204,15 +165,15 @@ TEST_F(KernelMode, StoreThroughTheDefaultPath) {
       {"-l", 0, dvs0, ""},
       /* A file-mode edit through the store leaves the kernel alone until -S. */
       {store + "-s k=v -p 7 dvs0", 0, "", ""},
-      {store + "-l", 0, SwitchHead(ID0, "dvs0") + NewPort("7", "", kv), ""},
+      {store + "-l", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") + kv, ""},
       {"-l", 0, dvs0, ""},
       {"-S", 0, "", ""},
-      {"-l", 0, SwitchHead(ID0, "dvs0") + NewPort("7", "", kv), ""},
+      {"-l", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") + kv, ""},
       /* Other paths are plain files, not the store. */
       {"-f ./plain.db -i", 0, "", ""},
       {"-f ./plain.db -S", 0, "", ""},
       {"-l", 0, "", ""},
-      {store + "-l", 0, SwitchHead(ID0, "dvs0") + NewPort("7", "", kv), ""},
+      {store + "-l", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") + kv, ""},
   });
   /* The store lives in the daemon's state directory and survives a restart. */
   EXPECT_FALSE(ReadFile(StateDir() + "/dvsdata.db").empty());
@@ -221,7 +182,7 @@ TEST_F(KernelMode, StoreThroughTheDefaultPath) {
   CheckKernel({
       {"-l", 0, "", ""}, /* a restart is a reboot: the kernel starts empty */
       {"-S", 0, "", ""},
-      {"-l", 0, SwitchHead(ID0, "dvs0") + NewPort("7", "", kv), ""},
+      {"-l", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") + kv, ""},
   });
 }
 
@@ -245,7 +206,9 @@ std::vector<pid_t> DetachedDaemons(const std::string &socket) {
   return pids;
 }
 
-TEST_F(KernelMode, ConfigDaemonPushesTheStoreIntoTheKernel) {
+// -Z pushes the stored configuration into the kernel, detaches, and copies the
+// kernel's state back to the store every 30 seconds.
+TEST_F(KernelMode, ConfigDaemonKeepsTheStoreAndTheKernelInStep) {
   CheckKernel({
       {"-Z", 255, "",
        "failed to get config data: Not found\nLoadConfig failed to load DVS configuration\n"},
@@ -253,33 +216,24 @@ TEST_F(KernelMode, ConfigDaemonPushesTheStoreIntoTheKernel) {
       {"-A -p 7 dvs0", 0, "", ""},
       {"-G", 0, "", ""},
       {"-R", 0, "", ""},
-      {"-l", 0, "", ""},
       {"-Z", 0, "", "starting DVS daemon...\n"},
-      {"-l", 0, SwitchHead(ID0, "dvs0") + NewPort("7"), ""},
-  });
-  std::vector<pid_t> detached = DetachedDaemons(Socket());
-  EXPECT_EQ(detached.size(), 1u);
-  for (pid_t pid : detached) kill(pid, SIGKILL);
-}
-
-// The detached daemon copies the kernel's state back to the store every 30
-// seconds: a change made in the kernel reaches the store within a period.
-TEST_F(KernelMode, ConfigDaemonCopiesTheKernelBackToTheStore) {
-  CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-G", 0, "", ""},
-      {"-Z", 0, "", "starting DVS daemon...\n"},
+      {"-l", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7"), ""},
       {"-A -p 9 dvs0", 0, "", ""},
   });
-  const std::string port9 = "\tport 9:\n";
-  EXPECT_EQ(Brakk("-f /etc/corvane/dvsdata.db -l", Kernel()).out.find(port9), std::string::npos);
+  const std::vector<pid_t> detached = DetachedDaemons(Socket());
+  EXPECT_EQ(detached.size(), 1u);
+  auto storeHasPort9 = [&] {
+    return Brakk("-f /etc/corvane/dvsdata.db -l", Kernel()).out.find("\tport 9:\n") !=
+           std::string::npos;
+  };
+  EXPECT_FALSE(storeHasPort9());
   bool copied = false;
   for (int second = 0; second < 45 && !copied; second++) {
     sleep(1);
-    copied = Brakk("-f /etc/corvane/dvsdata.db -l", Kernel()).out.find(port9) != std::string::npos;
+    copied = storeHasPort9();
   }
   EXPECT_TRUE(copied) << "the kernel's new port never reached the store";
-  for (pid_t pid : DetachedDaemons(Socket())) kill(pid, SIGKILL);
+  for (pid_t pid : detached) kill(pid, SIGKILL);
 }
 
 TEST_F(KernelMode, EventsReachEveryListenerInOrder) {
@@ -305,7 +259,7 @@ TEST_F(KernelMode, EventsReachEveryListenerInOrder) {
   CtlOk("post-event 8 dvs0");
   CtlOk("post-event 13 - 4 u32:0x01020304");
 
-  const std::string sw0 = "dvswitch " + ID0;
+  const std::string sw0 = "dvswitch " + DVS0_ID;
   const std::string none = "dvswitch 00 00 00 00 00 00 00 00-00 00 00 00 00 00 00 00";
   const std::string p = "poll returned true\nreceived dvs event ";
   const std::string expected =
@@ -323,48 +277,24 @@ TEST_F(KernelMode, EventsReachEveryListenerInOrder) {
   EXPECT_TRUE(WaitUntil([&] { return Info("listeners") == 0; }));
 }
 
+/* What --stats prints for the counters base, base + 1, ... (all 0 when base is 0). */
+std::string Statistics(int base) {
+  std::stringstream names(
+      "Rx Packets,Tx Packets,Rx Bytes,Tx Bytes,Rx Errors,Tx Errors,Rx Dropped,Tx Dropped,"
+      "Multicast,Collisions,Rx Length Errors,Rx Over Errors,Rx CRC Errors,Rx Frame Errors,"
+      "Rx Fifo Errors,Rx Missed Errors,Tx Aborted Errors,Tx Carrier Errors,Tx Fifo Errors,"
+      "Tx Heartbeat Errors,Tx Window Errors,Module Interface Rx packets,"
+      "Module Interface Tx packets,Module Interface Rx dropped,Module Interface Tx dropped,"
+      "Module Interface packets completed");
+  std::string out = "\t\t -- General Statistics\n";
+  std::string name;
+  for (int i = 0; std::getline(names, name, ','); i++) {
+    out += "\t\t " + name + ": " + std::to_string(base != 0 ? base + i : 0) + "\n";
+  }
+  return out;
+}
+
 TEST_F(KernelMode, UplinkRuntimeItems) {
-  const std::string stats = [] {
-    const char *names[] = {"Rx Packets",
-                           "Tx Packets",
-                           "Rx Bytes",
-                           "Tx Bytes",
-                           "Rx Errors",
-                           "Tx Errors",
-                           "Rx Dropped",
-                           "Tx Dropped",
-                           "Multicast",
-                           "Collisions",
-                           "Rx Length Errors",
-                           "Rx Over Errors",
-                           "Rx CRC Errors",
-                           "Rx Frame Errors",
-                           "Rx Fifo Errors",
-                           "Rx Missed Errors",
-                           "Tx Aborted Errors",
-                           "Tx Carrier Errors",
-                           "Tx Fifo Errors",
-                           "Tx Heartbeat Errors",
-                           "Tx Window Errors",
-                           "Module Interface Rx packets",
-                           "Module Interface Tx packets",
-                           "Module Interface Rx dropped",
-                           "Module Interface Tx dropped",
-                           "Module Interface packets completed"};
-    std::string s;
-    for (const char *n : names) s += std::string("\t\t ") + n + ": %d\n";
-    return s;
-  }();
-  auto statsWith = [&](int base) {
-    std::string out = "\t\t -- General Statistics\n";
-    int i = 0;
-    size_t at = 0;
-    for (size_t pct; (pct = stats.find("%d", at)) != std::string::npos; at = pct + 2, i++) {
-      out += stats.substr(at, pct - at) + std::to_string(base ? base + i : 0);
-    }
-    out += stats.substr(at);
-    return out;
-  };
   CheckKernel({
       {"-a dvs0", 0, "", ""},
       {"-A -p 7 dvs0", 0, "", ""},
@@ -382,7 +312,7 @@ TEST_F(KernelMode, UplinkRuntimeItems) {
       {"--vlan 100 -p 9 dvs0", 1, "", OP_FAILED + "0xbad0001\n"},
       {"--states -p 7 dvs0", 0, "", ""},
       {"--states -p 9 dvs0", 1, "", OP_FAILED + "0xbad0001\n"},
-      {"--stats -p 7 dvs0", 0, statsWith(0), ""},
+      {"--stats -p 7 dvs0", 0, Statistics(0), ""},
       {"--stats -p 9 dvs0", 3, "", OP_FAILED + "0xbad0003\n"},
       /* A runtime item lives with its port: a re-added port starts afresh. */
       {"-D -p 7 dvs0", 0, "", ""},
@@ -392,7 +322,7 @@ TEST_F(KernelMode, UplinkRuntimeItems) {
   std::string counters;
   for (int i = 0; i < 26; i++) counters += " " + std::to_string(1000 + i);
   CtlOk("uplink-stats dvs0 7" + counters);
-  CheckKernel({{"--stats -p 7 dvs0", 0, statsWith(1000), ""}});
+  CheckKernel({{"--stats -p 7 dvs0", 0, Statistics(1000), ""}});
   EXPECT_EQ(Ctl("uplink-stats dvs0 9 1").err,
             "zorcored ctl: uplink-stats failed: status 0xbad0003\n");
 }
@@ -414,35 +344,6 @@ TEST_F(KernelMode, DiagnosticCommands) {
   });
 }
 
-TEST_F(KernelMode, HostFactsComeFromThisHost) {
-  struct sysinfo si;
-  ASSERT_EQ(sysinfo(&si), 0);
-  const unsigned long memKb =
-      static_cast<unsigned long>(static_cast<unsigned long long>(si.totalram) * si.mem_unit / 1024);
-  transcript::RunResult r = Brakk("--miscInfo", Kernel());
-  EXPECT_EQ(r.exitStatus, 0);
-  EXPECT_EQ(r.err, "");
-  std::smatch m;
-  ASSERT_TRUE(std::regex_match(r.out, m,
-                               std::regex("Zorcore memory size: ([0-9]+) kilobytes\n"
-                                          "CPU packages: ([0-9]+)\nCPU cores: ([0-9]+)\n")))
-      << r.out;
-  EXPECT_EQ(std::stoul(m[1]), memKb);
-  const unsigned long packages = std::stoul(m[2]);
-  const unsigned long cores = std::stoul(m[3]);
-  EXPECT_GE(packages, 1u);
-  EXPECT_GE(cores, packages);
-  EXPECT_LE(cores, static_cast<unsigned long>(sysconf(_SC_NPROCESSORS_CONF)));
-
-  /* Host facts need no daemon. */
-  CheckKernel({{"--zornicIp lo", 0, "'lo' --> 127.0.0.1\n", ""}});
-  Check({
-      {"--zornicIp lo", 0, "'lo' --> 127.0.0.1\n", ""},
-      {"--zornicIp nosuch0", 1, "", "Failed to get IPv4 address for 'nosuch0': Not found\n"},
-  });
-  EXPECT_EQ(Brakk("--miscInfo").exitStatus, 0);
-}
-
 TEST_F(KernelMode, InjectedKernelFailures) {
   CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}, {"-i", 0, "", ""}});
   CtlOk("fail PortRemove 0xbad0001");
@@ -455,7 +356,7 @@ TEST_F(KernelMode, InjectedKernelFailures) {
       {"-l", 1, "", "failed to get config data: Kernel channel error\n"},
       {"-D -p 7 dvs0", 1, "", OP_FAILED + "0xbad0001\n"},
       {"-D -p 7 dvs0", 1, "", OP_FAILED + "0xbad0001\n"},
-      {"-l", 0, SwitchHead(ID0, "dvs0") + NewPort("7"), ""},
+      {"-l", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7"), ""},
   });
   CtlOk("fail PortRemove off");
   CheckKernel({{"-D -p 7 dvs0", 0, "", ""}});
@@ -488,19 +389,18 @@ TEST_F(KernelMode, InjectedKernelFailures) {
 TEST_F(KernelMode, ControlInterfaceSetsRuntimeState) {
   CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}, {"-A -p 8 dvs0", 0, "", ""}});
   CtlOk("port-state dvs0 7 SHADOW");
-  CtlOk("port-state '" + ID0 + "' 8 'LOCAL CACHE'");
+  CtlOk("port-state '" + DVS0_ID + "' 8 'LOCAL CACHE'");
   CtlOk("set-prop dvs0 7 com.corvane.common.port.runtime.x u32:5");
   CtlOk("set-prop dvs0 globalPropList g u8:1,u16:0x203,hex:ff CONFIG|NO_SYNC");
   CtlOk("set-prop dvs0 hostPropList h str:a,b 0x40");
+  const std::string h = Text("h", "a,b", "NO_REPLICATE ");
+  const std::string runtimeX =
+      Hex("com.corvane.common.port.runtime.x", "0x 5. 0 <repeats 3 times>", "RUNTIME VOLATILE ");
   CheckKernel({
       {"-l", 0,
-       SwitchHead(ID0, "dvs0", "cswitch", 64,
-                  "\t\tg = 0x 1. 3. 2.ff\n\t\t\tpropType = CONFIG NO_SYNC\n") +
-           "\t\th = a,b , \tpropType = NO_REPLICATE \n" +
-           NewPort("7", " (SHADOW)",
-                   "\t\tcom.corvane.common.port.runtime.x = 0x 5. 0 <repeats 3 times>\n"
-                   "\t\t\tpropType = RUNTIME VOLATILE \n") +
-           NewPort("8", "(LOCAL CACHE)"),
+       Switch(DVS0_ID, "dvs0") + Hex("g", "0x 1. 3. 2.ff", "CONFIG NO_SYNC") + HOST_LIST + h +
+           NewPort("7", VSWITCH_VLAN, " (SHADOW)") + runtimeX +
+           NewPort("8", VSWITCH_VLAN, "(LOCAL CACHE)"),
        ""},
   });
   CtlOk("clear-prop dvs0 globalPropList g");
@@ -508,11 +408,8 @@ TEST_F(KernelMode, ControlInterfaceSetsRuntimeState) {
   CtlOk("port-state dvs0 8 3");
   CheckKernel({
       {"-l", 0,
-       SwitchHead(ID0, "dvs0") + "\t\th = a,b , \tpropType = NO_REPLICATE \n" +
-           NewPort("7", "",
-                   "\t\tcom.corvane.common.port.runtime.x = 0x 5. 0 <repeats 3 times>\n"
-                   "\t\t\tpropType = RUNTIME VOLATILE \n") +
-           NewPort("8", " (ZOMBIE)"),
+       Switch(DVS0_ID, "dvs0") + HOST_LIST + h + NewPort("7") + runtimeX +
+           NewPort("8", VSWITCH_VLAN, " (ZOMBIE)"),
        ""},
   });
   /* Failures and malformed arguments. */

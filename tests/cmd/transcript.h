@@ -2,12 +2,12 @@
  * transcript.h --
  *
  *    Running the real brakk (or zorcored) and comparing what it prints and
- *    how it ends with a table of expected transcripts.
+ *    how it ends with a table of expected transcripts, and the builders of
+ *    the expected listing lines that every transcript shares.
  *
- *    Every run gets ZORCORE_SOCKET pointing into a private directory where
- *    no daemon listens, so kernel mode always meets "no kernel on this
- *    host" unless a test starts its own daemon and passes its socket in
- *    RunOptions::env.
+ *    Every run gets ZORCORE_SOCKET pointing where no daemon can listen, so
+ *    kernel mode always meets "no kernel on this host" unless a test starts
+ *    its own daemon and passes its socket in RunOptions::kernelSocket.
  *
  *    A table row is a command line (split like a shell would: blanks
  *    separate words, '...' and "..." group them), the expected exit
@@ -22,6 +22,7 @@
 #define TESTS_CMD_TRANSCRIPT_H
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include <string>
 #include <vector>
@@ -42,26 +43,76 @@ struct RunOptions {
   std::string argv0 = "brakk";  /* what the program sees as its name (getopt messages) */
   std::string cwd;              /* empty: the test's own working directory */
   std::vector<std::string> env; /* "NAME=value" entries added to (or replacing) ours */
-  std::string kernelSocket;     /* ZORCORE_SOCKET; empty: a private path nobody serves */
-  std::string stdinText;        /* written to the program's standard input */
+  std::string kernelSocket;     /* ZORCORE_SOCKET; empty: a path where nothing can listen */
   int timeoutSeconds = 60;      /* the program is killed after this long */
 };
 
 /*
- * Runs options.program with args (argv[0] excluded) through posix_spawn
- * and waits for it. Never throws; a failure to start shows as exit status
- * 127 and a message in err.
+ * Starts program with argv (argv[0] included) in cwd (empty: ours), with
+ * our environment changed by env ("NAME=value" entries replace ours),
+ * standard input from /dev/null and standard output and error on outFd
+ * and errFd (which stay the caller's). Returns the child's pid, or -1.
+ */
+pid_t Spawn(const std::string &program, const std::vector<std::string> &argv,
+            const std::vector<std::string> &env, const std::string &cwd, int outFd, int errFd);
+
+/*
+ * Waits up to timeoutMs for the child pid to end and reaps it; a child
+ * still running then is killed first. Returns its wait status, or -1 when
+ * it had to be killed.
+ */
+int Reap(pid_t pid, int timeoutMs);
+
+/*
+ * Runs options.program with args (argv[0] excluded) and waits for it.
+ * Never throws; a failure to start shows as exit status 127 and a message
+ * in err.
  */
 RunResult Run(const std::vector<std::string> &args, const RunOptions &options = RunOptions());
 
 /* Splits a command line into words: blanks separate, '...' and "..." group (no escapes). */
 std::vector<std::string> SplitCommandLine(const std::string &line);
 
-/* The usage text exactly as brakk prints it. */
-const std::string &UsageText();
+/* Reads a whole file; empty when it cannot be read. */
+std::string ReadFile(const std::string &path);
 
 /* The line the front end prints when it cannot read the kernel's state (no daemon). */
 extern const char NO_KERNEL_LOAD[];
+
+/* The switch IDs that brakk derives from the names dvs0 and dvs1. */
+inline const std::string DVS0_ID = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
+inline const std::string DVS1_ID = "64 76 73 31 00 00 00 00-00 00 00 00 00 00 00 00";
+
+/*
+ * Expected listing lines, as -l prints them (and -r prints one property).
+ * A switch made by -a lists its head, then its global properties (the
+ * alias first), HOST_LIST and its host properties, then its ports.
+ */
+namespace lines {
+
+inline const std::string VSWITCH_VLAN = "com.corvane.vswitch.port.vlan";
+inline const std::string ETHER_VLAN = "com.corvane.etherswitch.port.vlan";
+inline const std::string HOST_LIST = "\thost properties:\n";
+
+/* A property shown as a text. */
+std::string Text(const std::string &key, const std::string &value,
+                 const std::string &flags = "CONFIG ");
+/* A property shown as a hex dump (dump: the bytes as printed, "0x 1. 0 <repeats 3 times>"). */
+std::string Hex(const std::string &key, const std::string &dump,
+                const std::string &flags = "CONFIG ");
+/* A switch's line, its max ports, the global list's header and the alias line. */
+std::string Switch(const std::string &id, const std::string &alias,
+                   const std::string &cls = "cswitch", int maxPorts = 64);
+/*
+ * A port as -A makes it: its line (with tag, the state tag as printed)
+ * and its first four properties; vlanKey follows the switch's class.
+ */
+std::string NewPort(const std::string &name, const std::string &vlanKey = VSWITCH_VLAN,
+                    const std::string &tag = "");
+/* The property that every port made by -a -C also carries. */
+std::string LongProp();
+
+}  // namespace lines
 
 /* One expected transcript. */
 struct Row {
@@ -86,15 +137,6 @@ class TranscriptTest : public ::testing::Test {
   std::string PathOf(const std::string &name) const { return dir_ + "/" + name; }
   /* Replaces "$F" and "$D" as the table rows use them. */
   std::string Expand(const std::string &text) const;
-
-  /*
-   * transcript::Run, reachable unqualified from fixtures (the name would
-   * otherwise resolve to ::testing::Test::Run).
-   */
-  static RunResult Run(const std::vector<std::string> &args,
-                       const RunOptions &options = RunOptions()) {
-    return transcript::Run(args, options);
-  }
 
   /* Runs brakk with the (expanded) command line inside Dir(). */
   RunResult Brakk(const std::string &commandLine, RunOptions options = RunOptions()) const;

@@ -9,7 +9,7 @@
 #ifndef TESTS_CMD_ZORCORED_FIXTURE_H
 #define TESTS_CMD_ZORCORED_FIXTURE_H
 
-#include <sys/types.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -17,9 +17,6 @@
 #include "transcript.h"
 
 namespace transcript {
-
-/* dvs0's switch ID as brakk derives it from the name. */
-inline constexpr const char *DVS0_ID = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
 
 /* A program started in the background with its output sent to a file. */
 struct Background {
@@ -63,23 +60,21 @@ class KernelTest : public TranscriptTest {
   static std::string StopBackground(Background &bg, int signal);
   /* Waits until pred() holds, up to seconds; returns whether it did. */
   template <typename Pred>
-  static bool WaitUntil(Pred pred, double seconds = 10);
+  static bool WaitUntil(Pred pred, double seconds = 10) {
+    for (int i = 0; i < static_cast<int>(seconds * 200); i++) {
+      if (pred()) return true;
+      usleep(5000);
+    }
+    return pred();
+  }
 
  private:
+  /* Starts program with argv, both output streams appended to the file at outPath. */
+  pid_t StartLogged(const std::string &program, const std::vector<std::string> &argv,
+                    const std::vector<std::string> &env, const std::string &outPath) const;
+
   pid_t daemon_ = -1;
 };
-
-/* Reads a whole file; empty when it cannot be read. */
-std::string ReadFile(const std::string &path);
-
-template <typename Pred>
-bool KernelTest::WaitUntil(Pred pred, double seconds) {
-  for (int i = 0; i < static_cast<int>(seconds * 200); i++) {
-    if (pred()) return true;
-    usleep(5000);
-  }
-  return pred();
-}
 
 }  // namespace transcript
 
