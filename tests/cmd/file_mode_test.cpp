@@ -235,9 +235,6 @@ TEST_F(FileMode, CommandsNotBuiltYet) {
   MakeDvs0WithPort7();
   const std::string notBuilt = Failed("0xbad0020");
   Check({
-      {"-f $F -U 2 dvs0", 32, "", notBuilt},
-      {"-f $F -X -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F -L up1 -t 1 dvs0", 32, "", notBuilt},
       {"-f $F -b in -p 7 dvs0", 32, "", notBuilt},
       {"-f $F -B 0x10003 dvs0", 32, "", notBuilt},
       {"-f $F -v 10 -p 7 dvs0", 32, "", notBuilt},
@@ -262,8 +259,6 @@ TEST_F(FileMode, CommandsNotBuiltYet) {
       {"-f $F --qeltVLMChkRemove dvs0", 32, "", notBuilt},
       {"-f $F --qeltVLMChkParam 5 dvs0", 32, "set vlan 5 - 5.\n", notBuilt},
       {"-f $F --enableSink 1 -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F --setLACP x dvs0", 32, "", notBuilt},
-      {"-f $F --configLAG x dvs0", 32, "", notBuilt},
   });
 }
 

@@ -26,6 +26,9 @@
 #include "events/events.h"
 #include "listing/listing.h"
 #include "props/healthcheck.h"
+#include "props/lacp.h"
+#include "props/lag.h"
+#include "props/uplink.h"
 #include "state/config.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
@@ -474,9 +477,9 @@ constexpr CommandRow commandTable[] = {
   {CMD_DAEMON,            "-Z",                NOTHING,          AT_ONCE,     Run_Daemon},
   {CMD_POST_EVENT,        "-e",                NOTHING,          AT_ONCE,     Run_PostEvent},
   {CMD_LISTEN_EVENTS,     "-g",                NOTHING,          AT_ONCE,     Run_ListenEvents},
-  {CMD_ADD_UPLINKS,       "-U",                UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_DELETE_UPLINK,     "-X",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_TEAMING,       "-L",                TEAM_SWITCH,      SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_ADD_UPLINKS,       "-U",                UNCHECKED,        SWITCH_FLOW, Cmd_AddUplinks},
+  {CMD_DELETE_UPLINK,     "-X",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_DeleteUplink},
+  {CMD_SET_TEAMING,       "-L",                TEAM_SWITCH,      SWITCH_FLOW, Cmd_SetTeaming},
   {CMD_SET_SHAPING,       "-b",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_CDP,           "-B",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_ASSOCIATE,         "-y",                SWITCH,           SWITCH_FLOW, Cmd_Associate},
@@ -514,8 +517,8 @@ constexpr CommandRow commandTable[] = {
   {CMD_QELTVLMCHK_REMOVE, "--qeltVLMChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_QELTVLMCHK_PARAM,  "--qeltVLMChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_ENABLE_SINK,       "--enableSink",      SWITCH_AND_PORT,  SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_LACP,          "--setLACP",         UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_CONFIG_LAG,        "--configLAG",       UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_LACP,          "--setLACP",         UNCHECKED,        SWITCH_FLOW, Cmd_SetLacp},
+  {CMD_CONFIG_LAG,        "--configLAG",       UNCHECKED,        SWITCH_FLOW, Cmd_ConfigLag},
   {CMD_SET_VERSION,       "--setVersion",      UNCHECKED,        SWITCH_FLOW, Cmd_SetVersion},
   {CMD_SET_DVSID,         "--setDVSID",        UNCHECKED,        SWITCH_FLOW, Cmd_SetDvsId},
   {CMD_PERSIST,           "--persist",         UNCHECKED,        OWN_LOOKUP,  Cmd_Persist},

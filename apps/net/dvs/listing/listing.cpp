@@ -17,6 +17,10 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "props/lacp.h"
+#include "props/lag.h"
+#include "props/uplink.h"
+
 /*
  * Key to printer. The one place that decides how a property is shown;
  * Prop_Print searches the keyed rows in order, and the last row (no key)
@@ -40,22 +44,16 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.common.host.volatile.dvsID", Prop_PrintString},
     // Prop_PrintHostStatus
     {"com.corvane.common.host.volatile.overlay.status", Prop_PrintHexDump},
-    // Prop_PrintUplinkPorts
-    {"com.corvane.common.uplinkPorts", Prop_PrintHexDump},
-    // Prop_PrintHostUplinkPorts
-    {"com.corvane.common.host.uplinkPorts", Prop_PrintHexDump},
+    {"com.corvane.common.uplinkPorts", Prop_PrintUplinkPorts},
+    {"com.corvane.common.host.uplinkPorts", Prop_PrintHostUplinkPorts},
     // Prop_PrintOverlayInstances
     {"com.corvane.common.overlay", Prop_PrintHexDump},
     // Prop_PrintPortOverlay
     {"com.corvane.common.port.overlay", Prop_PrintHexDump},
-    // Prop_PrintTeamingPolicy
-    {"com.corvane.etherswitch.port.teaming", Prop_PrintHexDump},
-    // Prop_PrintTeamingPolicy
-    {"com.corvane.vswitch.teaming", Prop_PrintHexDump},
-    // Prop_PrintTeamingPolicy
-    {"com.corvane.vswitch.port.teaming.policy", Prop_PrintHexDump},
-    // Prop_PrintLogicalSwitchTeaming
-    {"com.corvane.vswitch.logicalswitch.teaming", Prop_PrintHexDump},
+    {"com.corvane.etherswitch.port.teaming", Prop_PrintTeamingPolicy},
+    {"com.corvane.vswitch.teaming", Prop_PrintTeamingPolicy},
+    {"com.corvane.vswitch.port.teaming.policy", Prop_PrintTeamingPolicy},
+    {"com.corvane.vswitch.logicalswitch.teaming", Prop_PrintLogicalSwitchTeaming},
     // Prop_PrintVolatileVlan
     {"com.corvane.common.port.volatile.vlan", Prop_PrintHexDump},
     // Prop_PrintPortVlan
@@ -130,12 +128,9 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.etherswitch.port.extraEthFRP", Prop_PrintHexDump},
     // Prop_PrintExtraEthFRP
     {"com.corvane.vswitch.port.extraEthFRP", Prop_PrintHexDump},
-    // Prop_PrintPortLacp
-    {"com.corvane.etherswitch.port.lacp", Prop_PrintHexDump},
-    // Prop_PrintLacpGroups
-    {"com.corvane.etherswitch.lacp", Prop_PrintHexDump},
-    // Prop_PrintLagExtraConfig
-    {"com.corvane.common.host.lacp.extraconfig", Prop_PrintHexDump},
+    {"com.corvane.etherswitch.port.lacp", Prop_PrintPortLacp},
+    {"com.corvane.etherswitch.lacp", Prop_PrintLacpGroups},
+    {"com.corvane.common.host.lacp.extraconfig", Prop_PrintLagExtraConfig},
     // Prop_PrintServiceInstances
     {"com.corvane.common.serviceinstance", Prop_PrintHexDump},
     // Prop_PrintServiceProfiles

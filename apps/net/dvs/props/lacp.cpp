@@ -1,0 +1,477 @@
+/*
+ * lacp.cpp --
+ *
+ *    The LACP family: the LAG table, --setLACP and the check of LAG texts,
+ *    and the printers of the table and of a port's LACP state.
+ */
+
+#include "props/lacp.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "listing/listing.h"
+#include "props/uplink.h"
+#include "state/config.h"
+
+const char *const LacpLoadBalanceNames[LACP_LOAD_BALANCE_MAX + 1] = {
+    "None",                        // 0
+    "Dst mac",                     // 1
+    "Src mac",                     // 2
+    "Src and dst mac",             // 3
+    "Dst ip",                      // 4
+    "Src ip",                      // 5
+    "Src and dst ip",              // 6
+    "Vlan",                        // 7
+    "Dst ip and vlan",             // 8
+    "Src ip and vlan",             // 9
+    "Src and dst ip, vlan",        // 10
+    "Dst port",                    // 11
+    "Src port",                    // 12
+    "Src and dst port",            // 13
+    "Dst ip and dst port",         // 14
+    "Src ip and src port",         // 15
+    "Src and dst ip, port",        // 16
+    "Dst ip and dst port, vlan",   // 17
+    "Src ip and src port, vlan",   // 18
+    "Src and dst ip, port, vlan",  // 19
+    "Src portID",                  // 20
+};
+
+namespace {
+
+/* The fields of one LAG of a --setLACP text, in order. */
+#define LACP_FIELDS_PER_LAG 5
+/* The argument that deletes every LAG (compared without regard to case). */
+#define LACP_DELETE_ALL "v2*"
+#define LACP_PREFIX "v2"
+
+/* Longest lag name and key, in characters. */
+#define LAG_NAME_MAX (LAG_NAME_LEN - 1)
+#define LAG_KEY_MAX (LAG_KEY_LEN - 1)
+
+/* The name of a LAG or port mode; "none" for any other value. */
+const char *LacpModeName(uint32_t mode) {
+  if (mode == LACP_MODE_ACTIVE) return "active";
+  if (mode == LACP_MODE_PASSIVE) return "passive";
+  return "none";
+}
+
+/* One LAG as the reconciliation sees it, read from a LAG table. */
+struct Lag {
+  std::string name;
+  std::string key;
+  uint32_t portNumber;
+};
+
+/* The LAGs of a table, as many as its count claims and its length holds. */
+std::vector<Lag> DecodeLags(const uint8_t *data, size_t length) {
+  const ByteReader r(data, static_cast<uint32_t>(length));
+  std::vector<Lag> lags;
+  const uint32_t count = r.U32(LACP_TABLE_OFF_COUNT).value_or(0);
+  for (uint64_t i = 0; i < count; i++) {
+    const size_t base = LACP_TABLE_OFF_ENTRIES + i * LAG_ENTRY_LEN;
+    if (!r.Has(base, LAG_ENTRY_LEN)) break;
+    lags.push_back({std::string(*r.Text(base + LAG_ENTRY_OFF_NAME, LAG_NAME_LEN)),
+                    std::string(*r.Text(base + LAG_ENTRY_OFF_KEY, LAG_KEY_LEN)),
+                    *r.U32(base + LAG_ENTRY_OFF_PORT_NUMBER)});
+  }
+  return lags;
+}
+
+/*
+ * The ports of a stored LAG that a removal walks. A LAG never holds more
+ * ports than a switch may have LAG ports, so a larger stored number
+ * (written by another program) does not make the tool walk further.
+ */
+uint32_t StoredPortCount(const Lag &lag) {
+  return lag.portNumber < LACP_MAX_LAG_PORTS ? lag.portNumber : LACP_MAX_LAG_PORTS;
+}
+
+std::string LagPortName(const std::string &lagName, int32_t index) {
+  char name[UPLINK_GLOBAL_SLOT_LEN];
+  snprintf(name, sizeof name, "%s-%d", lagName.c_str(), index);
+  return name;
+}
+
+/* ---- Parser ------------------------------------------------------------ */
+
+/* Prints message on standard error and returns ZOR_BAD_PARAM. */
+ZOR_ReturnStatus Refuse(const char *message) {
+  fputs(message, stderr);
+  return ZOR_BAD_PARAM;
+}
+
+/* The non-empty pieces of text between ';', at most max of them. */
+std::vector<std::string> NonEmptyFields(std::string_view text, size_t max) {
+  std::vector<std::string> fields;
+  size_t start = 0;
+  while (start <= text.size() && fields.size() < max) {
+    size_t end = text.find(';', start);
+    if (end == std::string_view::npos) end = text.size();
+    if (end > start) fields.emplace_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return fields;
+}
+
+long Number(const std::string &text) {
+  return strtol(text.c_str(), nullptr, 10);
+}
+
+/* Checks one LAG's fields and writes its entry at base; prints why and returns the status. */
+ZOR_ReturnStatus ParseLag(const std::vector<std::string> &fields, ByteWriter &table, size_t base,
+                          int32_t *totalPorts) {
+  static const char emptyField[] = "Each field should not be empty\n";
+  if (fields.size() < 1) return Refuse(emptyField);
+  const std::string &name = fields[0];
+  if (name.size() > LAG_NAME_MAX) {
+    fprintf(stderr, "Lag name can't be longer than %zu\n", static_cast<size_t>(LAG_NAME_MAX));
+    return ZOR_BAD_PARAM;
+  }
+  if (name.find('%') != std::string::npos) return Refuse("Lag name can't include %\n");
+
+  if (fields.size() < 2) return Refuse(emptyField);
+  const std::string &key = fields[1];
+  if (key == "0") return Refuse("Lag key shouldn't be 0, reserved for lacp v1\n");
+  if (key.size() > LAG_KEY_MAX) {
+    fprintf(stderr, "Lag key can't be longer than %zu\n", static_cast<size_t>(LAG_KEY_MAX));
+    return ZOR_BAD_PARAM;
+  }
+  if (key.find_first_not_of("0123456789") != std::string::npos) {
+    return Refuse("Lag key should be a digit\n");
+  }
+
+  if (fields.size() < 3) return Refuse(emptyField);
+  const int32_t ports = static_cast<int32_t>(Number(fields[2]));
+  if (ports < 0 || ports > static_cast<int32_t>(LACP_MAX_LAG_PORTS)) {
+    fprintf(stderr, "Unsupported number of lag ports %d, range 0-%u\n", ports, LACP_MAX_LAG_PORTS);
+    return ZOR_NOT_SUPPORTED;
+  }
+  *totalPorts += ports;
+
+  if (fields.size() < 4) return Refuse(emptyField);
+  const long mode = Number(fields[3]);
+  if (mode != LACP_MODE_ACTIVE && mode != LACP_MODE_PASSIVE) {
+    return Refuse("Invalid mode when lacp is enabled, should be 1(active) or 2(passive)\n");
+  }
+
+  if (fields.size() < 5) return Refuse(emptyField);
+  const long policy = Number(fields[4]);
+  if (policy < 1 || policy > LACP_LOAD_BALANCE_MAX) return Refuse("Invalid load balance algo.\n");
+
+  table.PutText(base + LAG_ENTRY_OFF_NAME, LAG_NAME_LEN, name.c_str());
+  table.PutText(base + LAG_ENTRY_OFF_KEY, LAG_KEY_LEN, key.c_str());
+  table.PutU32(base + LAG_ENTRY_OFF_MODE, static_cast<uint32_t>(mode));
+  table.PutU32(base + LAG_ENTRY_OFF_LOAD_BALANCE, static_cast<uint32_t>(policy));
+  table.PutI32(base + LAG_ENTRY_OFF_PORT_NUMBER, ports);
+  return ZOR_OK;
+}
+
+/* ---- Ports ------------------------------------------------------------- */
+
+/* Creates the ports lagName-0 to lagName-(ports - 1) as uplink ports in state. */
+ZOR_ReturnStatus CreateLagPorts(const StateOps &state, const char *sw, const Lag &lag,
+                                SwitchClass cls) {
+  char format[UPLINK_GLOBAL_SLOT_LEN];
+  snprintf(format, sizeof format, "%s-%s", lag.name.c_str(), "%d");
+  const ZOR_ReturnStatus status =
+      CreateUplinkPorts(state, sw, static_cast<int32_t>(lag.portNumber), format, cls);
+  if (status != ZOR_OK) fprintf(stderr, "Failed to add lag port\n");
+  return status;
+}
+
+/*
+ * Removes the port lagName-index from the kernel (in either mode). A port
+ * that is not there counts as removed.
+ */
+ZOR_ReturnStatus RemoveLagPort(const char *sw, const std::string &lagName, int32_t index) {
+  const std::string port = LagPortName(lagName, index);
+  const ZOR_ReturnStatus status = KERNEL_STATE_OPS.portRemove(sw, port.c_str());
+  if (status == ZOR_OK || status == ZOR_NOT_FOUND) return ZOR_OK;
+  fprintf(stderr, "Port %s should be removed before deleting lacp groups on fenn %s\n",
+          port.c_str(), sw);
+  return status;
+}
+
+/* Removes the ports of lag with indices from down to to (both included, from >= to). */
+ZOR_ReturnStatus RemoveLagPortsDown(const char *sw, const Lag &lag, int32_t from, int32_t to) {
+  for (int32_t i = from; i >= to; i--) {
+    const ZOR_ReturnStatus status = RemoveLagPort(sw, lag.name, i);
+    if (status != ZOR_OK) return status;
+  }
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus RemoveAllLagPorts(const char *sw, const Lag &lag) {
+  for (int32_t i = 0; i < static_cast<int32_t>(StoredPortCount(lag)); i++) {
+    const ZOR_ReturnStatus status = RemoveLagPort(sw, lag.name, i);
+    if (status != ZOR_OK) return status;
+  }
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus FailedToCreate(ZOR_ReturnStatus status) {
+  fprintf(stderr, "Failed to create lag ports: 0x%x\n", status);
+  return status;
+}
+
+/*
+ * Brings the LAG ports in line with the new LAGs, given the stored ones
+ * (or none). Stops at the first failure, leaving what was done.
+ */
+ZOR_ReturnStatus ReconcileLagPorts(const CommandContext &ctx, const std::vector<Lag> &newLags,
+                                   const std::vector<Lag> *stored) {
+  ZOR_ReturnStatus status = ZOR_OK;
+  if (stored == nullptr) {
+    for (const Lag &lag : newLags) {
+      if (lag.portNumber > 0 && (status = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls)) != 0) {
+        return FailedToCreate(status);
+      }
+    }
+    return ZOR_OK;
+  }
+
+  auto findKey = [](const std::vector<Lag> &lags, const std::string &key) -> const Lag * {
+    for (const Lag &lag : lags) {
+      if (lag.key == key) return &lag;
+    }
+    return nullptr;
+  };
+  /* LAGs that the new table drops lose all their ports. */
+  for (const Lag &old : *stored) {
+    if (findKey(newLags, old.key) != nullptr) continue;
+    if ((status = RemoveAllLagPorts(ctx.sw, old)) != ZOR_OK) {
+      fprintf(stderr, "Failed to remove lag ports: 0x%x\n", status);
+      return status;
+    }
+  }
+  for (const Lag &lag : newLags) {
+    const Lag *old = findKey(*stored, lag.key);
+    if (old != nullptr && old->name != lag.name) {
+      fprintf(stderr, "Not support to change lag name by brakk\n");
+      return FailedToCreate(ZOR_NOT_SUPPORTED);
+    }
+    if (old == nullptr || lag.portNumber > old->portNumber) {
+      /* All of them: ports that exist already are skipped by the creation. */
+      if (lag.portNumber > 0) status = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
+    } else if (lag.portNumber < old->portNumber) {
+      status = RemoveLagPortsDown(ctx.sw, lag, static_cast<int32_t>(StoredPortCount(*old)) - 1,
+                                  static_cast<int32_t>(lag.portNumber));
+    }
+    if (status != ZOR_OK) return FailedToCreate(status);
+  }
+  return ZOR_OK;
+}
+
+/*
+ * Writes both uplink lists with the ports of lags, in table order, then
+ * the table itself, through the command's state.
+ */
+ZOR_ReturnStatus WriteListsAndTable(const CommandContext &ctx, const std::vector<Lag> &lags,
+                                    const std::vector<uint8_t> &table) {
+  std::vector<std::string> ports;
+  for (const Lag &lag : lags) {
+    for (int32_t i = 0; i < static_cast<int32_t>(lag.portNumber); i++) {
+      ports.push_back(LagPortName(lag.name, i));
+    }
+  }
+  const ByteWriter global = UplinkPortList_Build(ports, UPLINK_GLOBAL_SLOT_LEN);
+  const ByteWriter host = UplinkPortList_Build(ports, UPLINK_HOST_SLOT_LEN);
+  ZOR_ReturnStatus status = ctx.state.globalSet(ctx.sw, UPLINK_KEY_GLOBAL_LIST, global.Data(),
+                                                global.Length(), PROP_CONFIG);
+  if (status == ZOR_OK) {
+    status =
+        ctx.state.hostSet(ctx.sw, UPLINK_KEY_HOST_LIST, host.Data(), host.Length(), PROP_CONFIG);
+  }
+  if (status != ZOR_OK) {
+    fprintf(stderr, "Failed to push uplink property: 0x%x\n", status);
+    return status;
+  }
+  return ctx.state.globalSet(ctx.sw, LACP_KEY_GROUPS, table.data(),
+                             static_cast<uint32_t>(table.size()), PROP_CONFIG);
+}
+
+void ClearLacpProperties(const StateOps &state, const char *sw) {
+  state.globalClear(sw, LACP_KEY_GROUPS);
+  state.globalClear(sw, UPLINK_KEY_GLOBAL_LIST);
+  state.hostClear(sw, UPLINK_KEY_HOST_LIST);
+}
+
+/*
+ * "v2*": clears the LAG table and both uplink lists. Against the kernel
+ * the ports of the stored LAGs are removed first; one that cannot be
+ * removed stops the command and leaves the properties.
+ */
+ZOR_ReturnStatus DeleteAllLags(const CommandContext &ctx) {
+  if (!ctx.state.fileMode) {
+    PropValue stored;
+    const ZOR_ReturnStatus status = KERNEL_STATE_OPS.globalGet(ctx.sw, LACP_KEY_GROUPS, stored);
+    if (status == ZOR_NOT_FOUND) return ZOR_OK;
+    if (status != ZOR_OK) return status;
+    for (const Lag &lag : DecodeLags(stored.data(), stored.size())) {
+      const ZOR_ReturnStatus removed = RemoveAllLagPorts(ctx.sw, lag);
+      if (removed != ZOR_OK) return removed;
+    }
+  }
+  ClearLacpProperties(ctx.state, ctx.sw);
+  return ZOR_OK;
+}
+
+}  // namespace
+
+ZOR_ReturnStatus ValidateLagConfig(const StateOps &state, const char *sw, const char *text,
+                                   int fieldsPerLag, uint32_t *lagCount) {
+  if (text[0] != '*') return Refuse("Config must begin with *\n");
+  uint32_t lags = 0;
+  int fields = 0;
+  for (const char *p = text + 1;; p++) {
+    const bool lagEnds = *p == '*' || (*p == '\0' && fields > 0);
+    if (lagEnds) {
+      if (fields != fieldsPerLag) {
+        fprintf(stderr, "Each LAG should have %d fields, not %d.\n", fieldsPerLag, fields);
+        return ZOR_BAD_PARAM;
+      }
+      lags++;
+      fields = 0;
+    }
+    if (*p == '\0') break;
+    if (*p == ';') fields++;
+  }
+
+  if (Config_Load(state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE) != ZOR_OK) {
+    fprintf(stderr, "Failed to load FENN configuration\n");
+    return ZOR_FAILURE;
+  }
+  if (DVSState_SwitchFind(sw) == nullptr) {
+    fprintf(stderr, "FENN %s doesn't exist.\n", sw);
+    return ZOR_FAILURE;
+  }
+  if (lags > LACP_MAX_LAGS) {
+    fprintf(stderr, "No more than %u LAGs are supported.\n", LACP_MAX_LAGS);
+    return ZOR_NOT_SUPPORTED;
+  }
+  *lagCount = lags;
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus LacpGroupTable_Parse(const char *text, uint32_t lagCount,
+                                      std::vector<uint8_t> &table) {
+  ByteWriter value(LACP_TABLE_HEADER_LEN + static_cast<size_t>(lagCount) * LAG_ENTRY_LEN);
+  const std::string_view all(text);
+  size_t start = all.empty() ? 0 : 1; /* after the leading '*' */
+  int32_t totalPorts = 0;
+  for (uint32_t i = 0; i < lagCount; i++) {
+    size_t end = all.find('*', start);
+    if (end == std::string_view::npos) end = all.size();
+    const std::vector<std::string> fields =
+        NonEmptyFields(all.substr(start, end - start), LACP_FIELDS_PER_LAG);
+    const ZOR_ReturnStatus status =
+        ParseLag(fields, value, LACP_TABLE_OFF_ENTRIES + i * LAG_ENTRY_LEN, &totalPorts);
+    if (status != ZOR_OK) return status;
+    start = end < all.size() ? end + 1 : end;
+  }
+  if (totalPorts > static_cast<int32_t>(LACP_MAX_LAG_PORTS)) {
+    fprintf(stderr, "Unsupported number of lag ports %d, range 0-%u\n", totalPorts,
+            LACP_MAX_LAG_PORTS);
+    return ZOR_NOT_SUPPORTED;
+  }
+  value.PutU32(LACP_TABLE_OFF_COUNT, lagCount);
+  table = value.Take();
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Cmd_SetLacp(const CommandContext &ctx) {
+  const char *arg = ctx.inv.commandArg;
+  if (strcasecmp(arg, LACP_DELETE_ALL) == 0) return DeleteAllLags(ctx);
+  if (strncmp(arg, LACP_PREFIX, strlen(LACP_PREFIX)) != 0) {
+    return Refuse("Only support LACP prefix \"v2\"\n");
+  }
+  const char *lagText = arg + strlen(LACP_PREFIX);
+  uint32_t lagCount = 0;
+  ZOR_ReturnStatus status =
+      ValidateLagConfig(ctx.state, ctx.sw, lagText, LACP_FIELDS_PER_LAG, &lagCount);
+  if (status != ZOR_OK) return status;
+
+  /* The stored table comes from the kernel whatever the mode. */
+  PropValue stored;
+  status = KERNEL_STATE_OPS.globalGet(ctx.sw, LACP_KEY_GROUPS, stored);
+  if (status != ZOR_OK && status != ZOR_NOT_FOUND) return status;
+  const bool hasStored = status == ZOR_OK;
+
+  std::vector<uint8_t> table;
+  if ((status = LacpGroupTable_Parse(lagText, lagCount, table)) != ZOR_OK) return status;
+
+  const DVSSwitch *h = DVSState_SwitchFind(ctx.sw);
+  if (h == nullptr) {
+    fprintf(stderr, "FENN %s doesn't exist.\n", ctx.sw);
+    return ZOR_NOT_FOUND;
+  }
+  if (h->version < LACP_MIN_SWITCH_VERSION) {
+    fprintf(stderr, "Can't apply lacp v2 to fenn version lower than 6.0\n");
+    return ZOR_NOT_SUPPORTED;
+  }
+
+  const std::vector<Lag> lags = DecodeLags(table.data(), table.size());
+  const std::vector<Lag> storedLags = DecodeLags(stored.data(), stored.size());
+  status = ReconcileLagPorts(ctx, lags, hasStored ? &storedLags : nullptr);
+  if (status != ZOR_OK) return status;
+  return WriteListsAndTable(ctx, lags, table);
+}
+
+/* ---- Printers ---------------------------------------------------------- */
+
+namespace {
+
+/* Prints the lines of the LAG entry at base; false when the value ends inside it. */
+bool PrintLagEntry(const ByteReader &r, size_t base) {
+  const std::optional<std::string_view> name = r.Text(base + LAG_ENTRY_OFF_NAME, LAG_NAME_LEN);
+  if (!name) return false;
+  printf("\t\t\tlag name:\t\t\t%.*s\n", static_cast<int>(name->size()), name->data());
+  const std::optional<std::string_view> key = r.Text(base + LAG_ENTRY_OFF_KEY, LAG_KEY_LEN);
+  if (!key) return false;
+  printf("\t\t\tlag key:\t\t\t%.*s\n", static_cast<int>(key->size()), key->data());
+  const std::optional<uint32_t> mode = r.U32(base + LAG_ENTRY_OFF_MODE);
+  if (!mode) return false;
+  printf("\t\t\tmode:\t\t\t\t%s\n", LacpModeName(*mode));
+  const std::optional<uint32_t> policy = r.U32(base + LAG_ENTRY_OFF_LOAD_BALANCE);
+  if (!policy) return false;
+  /* A policy beyond the table has no name. */
+  printf("\t\t\tload balance policy:\t\t%s\n",
+         *policy <= LACP_LOAD_BALANCE_MAX ? LacpLoadBalanceNames[*policy] : "none");
+  const std::optional<int32_t> ports = r.I32(base + LAG_ENTRY_OFF_PORT_NUMBER);
+  if (!ports) return false;
+  printf("\t\t\tlag port number:\t\t%d\n\n", *ports);
+  return true;
+}
+
+}  // namespace
+
+void Prop_PrintLacpGroups(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  printf("\t\t%s:\n", key);
+  const ByteReader r(value, length);
+  const uint32_t count = r.U32(LACP_TABLE_OFF_COUNT).value_or(0);
+  for (uint64_t i = 0; i < count; i++) {
+    if (!PrintLagEntry(r, LACP_TABLE_OFF_ENTRIES + i * LAG_ENTRY_LEN)) break;
+  }
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
+
+void Prop_PrintPortLacp(const char *key, const void *value, uint32_t length, int32_t /* flags */) {
+  printf("\t\t%s:\n", key);
+  const ByteReader r(value, length);
+  const std::optional<uint8_t> enabled = r.U8(PORT_LACP_OFF_ENABLED);
+  if (!enabled) return;
+  printf("\t\t\tstatus = %s\n", *enabled == 1 ? "enabled" : "disabled");
+  if (*enabled != 1) return;
+  const std::optional<uint32_t> mode = r.U32(PORT_LACP_OFF_MODE);
+  if (mode) printf("\t\t\tmode = %s\n", LacpModeName(*mode));
+}

@@ -1,0 +1,336 @@
+/*
+ * lag.cpp --
+ *
+ *    The LAG extra configuration family: the stored list of LAGs and
+ *    their items, --configLAG, and the printer of the list.
+ */
+
+#include "props/lag.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "listing/listing.h"
+
+namespace {
+
+/* The fields of one LAG of a --configLAG text: name, key, item list. */
+#define LAG_EXTRA_FIELDS_PER_LAG 3
+/* The argument that clears the whole list. */
+#define LAG_EXTRA_CLEAR_ALL "*"
+
+/* Longest lag name, lag key and dvport name, in characters. */
+#define LAG_NAME_MAX (LAG_NAME_LEN - 1)
+#define LAG_KEY_MAX (LAG_KEY_LEN - 1)
+#define DVPORT_NAME_MAX (PORT_TIMEOUT_NAME_LEN - 1)
+
+const char *TimeoutName(std::optional<uint32_t> timeout) {
+  if (timeout == LAG_TIMEOUT_FAST) return "fast";
+  if (timeout == LAG_TIMEOUT_SLOW) return "slow";
+  return "unknown";
+}
+
+ZOR_ReturnStatus Refuse(const char *message) {
+  fputs(message, stderr);
+  return ZOR_BAD_PARAM;
+}
+
+/* The text of a fixed field: up to its first NUL, or the whole field. */
+template <size_t N>
+std::string_view FieldText(const std::array<uint8_t, N> &field) {
+  const char *text = reinterpret_cast<const char *>(field.data());
+  return std::string_view(text, strnlen(text, N));
+}
+
+/* The entry named name, appended with key and no items when there is none. */
+LagConfigEntry &FindOrAddEntry(std::vector<LagConfigEntry> &entries, const std::string &name,
+                               const std::string &key) {
+  for (LagConfigEntry &entry : entries) {
+    if (FieldText(entry.name) == name) return entry;
+  }
+  LagConfigEntry &entry = entries.emplace_back();
+  memcpy(entry.name.data(), name.data(), name.size());
+  memcpy(entry.key.data(), key.data(), key.size());
+  return entry;
+}
+
+/* A timeout of an item value: 1 or 2, or nothing. */
+std::optional<uint32_t> Timeout(const std::string &text) {
+  const long value = strtol(text.c_str(), nullptr, 10);
+  if (value != LAG_TIMEOUT_FAST && value != LAG_TIMEOUT_SLOW) return std::nullopt;
+  return static_cast<uint32_t>(value);
+}
+
+/* Adds or updates one "type:value" item of entry; prints why and returns the status. */
+ZOR_ReturnStatus MergeItem(LagConfigEntry &entry, uint32_t type, const std::string &value) {
+  if (type == LAG_ITEM_LAG_TIMEOUT) {
+    const std::optional<uint32_t> timeout = Timeout(value);
+    if (!timeout) return Refuse("Invalid timeout value, should be 1(fast) or 2(slow)\n");
+    ByteWriter data(LAG_TIMEOUT_DATA_LEN);
+    data.PutU32(0, *timeout);
+    const ZOR_ReturnStatus status = AddOrUpdateConfigItem(entry, type, data.Data(), data.Length());
+    if (status != ZOR_OK) fprintf(stderr, "Failed to link lag timeout\n");
+    return status;
+  }
+  if (type == LAG_ITEM_PORT_TIMEOUT) {
+    const size_t dot = value.find('.');
+    if (dot == std::string::npos) {
+      return Refuse("DV port name for port timeout should not be empty\n");
+    }
+    const std::string port = value.substr(0, dot);
+    if (port.empty()) return Refuse("DV port name for port timeout is empty\n");
+    if (port.size() > DVPORT_NAME_MAX) {
+      fprintf(stderr, "DV port name can't be longer than %zu\n",
+              static_cast<size_t>(DVPORT_NAME_MAX));
+      return ZOR_BAD_PARAM;
+    }
+    const std::string timeoutText = value.substr(dot + 1);
+    if (timeoutText.empty()) return Refuse("Port timeout value is empty\n");
+    const std::optional<uint32_t> timeout = Timeout(timeoutText);
+    if (!timeout) return Refuse("Invalid port timeout value, should be 1(fast) or 2(slow)\n");
+    ByteWriter data(PORT_TIMEOUT_DATA_LEN);
+    data.PutText(PORT_TIMEOUT_OFF_NAME, PORT_TIMEOUT_NAME_LEN, port.c_str());
+    data.PutU32(PORT_TIMEOUT_OFF_TIMEOUT, *timeout);
+    const ZOR_ReturnStatus status = AddOrUpdateConfigItem(entry, type, data.Data(), data.Length());
+    if (status != ZOR_OK) fprintf(stderr, "Failed to link port timeout\n");
+    return status;
+  }
+  return Refuse("Invalid configured item\n");
+}
+
+/*
+ * Merges the items of list ("type:value," repeated, the text between the
+ * key's ';' and the ';' that closes the item list) into entry.
+ */
+ZOR_ReturnStatus MergeItems(LagConfigEntry &entry, std::string_view list) {
+  size_t pos = 0;
+  while (pos < list.size()) {
+    const size_t colon = list.find(':', pos);
+    if (colon == std::string_view::npos) {
+      return Refuse("Configured item type should not be empty\n");
+    }
+    if (colon == pos) return Refuse("Configured item type is empty\n");
+    const std::string typeText(list.substr(pos, colon - pos));
+    const uint32_t type = static_cast<uint32_t>(strtol(typeText.c_str(), nullptr, 10));
+    const size_t comma = list.find(',', colon + 1);
+    if (comma == std::string_view::npos) {
+      return Refuse("Configured item value should not be empty\n");
+    }
+    if (comma == colon + 1) return Refuse("Configured item value is empty\n");
+    const ZOR_ReturnStatus status =
+        MergeItem(entry, type, std::string(list.substr(colon + 1, comma - colon - 1)));
+    if (status != ZOR_OK) return status;
+    pos = comma + 1;
+  }
+  return ZOR_OK;
+}
+
+/* Merges one LAG's text ("name;key;items;") into entries. */
+ZOR_ReturnStatus MergeLag(std::string_view lag, std::vector<LagConfigEntry> &entries) {
+  const size_t nameEnd = lag.find(';');
+  if (nameEnd == std::string_view::npos) return Refuse("LAG name should not be empty\n");
+  const std::string name(lag.substr(0, nameEnd));
+  if (name.empty()) return Refuse("LAG name shouldn't be empty\n");
+  if (name.size() > LAG_NAME_MAX) {
+    fprintf(stderr, "LAG name can't be longer than %zu\n", static_cast<size_t>(LAG_NAME_MAX));
+    return ZOR_BAD_PARAM;
+  }
+  if (name.find('%') != std::string::npos) return Refuse("LAG name can't include %\n");
+
+  const size_t keyEnd = lag.find(';', nameEnd + 1);
+  if (keyEnd == std::string_view::npos) return Refuse("LAG key should not be empty\n");
+  const std::string key(lag.substr(nameEnd + 1, keyEnd - nameEnd - 1));
+  if (key.empty()) return Refuse("LAG key shouldn't be empty\n");
+  if (key == "0") return Refuse("LAG key shouldn't be 0\n");
+  if (key.size() > LAG_KEY_MAX) {
+    fprintf(stderr, "LAG key can't be longer than %zu\n", static_cast<size_t>(LAG_KEY_MAX));
+    return ZOR_BAD_PARAM;
+  }
+  if (key.find_first_not_of("0123456789") != std::string::npos) {
+    return Refuse("LAG key should be a digit\n");
+  }
+
+  /* A LAG already in the list keeps its stored key. */
+  LagConfigEntry &entry = FindOrAddEntry(entries, name, key);
+  const size_t listEnd = lag.find(';', keyEnd + 1);
+  if (listEnd == std::string_view::npos) return Refuse("Invalid parameter format\n");
+  const ZOR_ReturnStatus status = MergeItems(entry, lag.substr(keyEnd + 1, listEnd - keyEnd - 1));
+  if (status != ZOR_OK) return status;
+  if (entry.items.empty()) return Refuse("Invalid or duplicated configure items\n");
+  return ZOR_OK;
+}
+
+/* Reads, merges and writes the list for --configLAG; text follows the leading '*'. */
+ZOR_ReturnStatus ConfigureLags(const CommandContext &ctx, const char *text, uint32_t lagCount) {
+  if (ctx.state.fileMode && DVSState_SwitchFind(ctx.sw) == nullptr) {
+    fprintf(stderr, "FENN %s doesn't exist.\n", ctx.sw);
+    return ZOR_NOT_FOUND;
+  }
+  PropValue stored;
+  ZOR_ReturnStatus status = ctx.state.hostGet(ctx.sw, LAG_EXTRA_KEY, stored);
+  if (status != ZOR_OK && status != ZOR_NOT_FOUND) {
+    fprintf(stderr, "Failed to get property(%s) data\n", LAG_EXTRA_KEY);
+    return status;
+  }
+  std::vector<LagConfigEntry> entries;
+  if (status == ZOR_OK) {
+    status = LagExtraConfig_Decode(stored.data(), static_cast<uint32_t>(stored.size()), entries);
+    if (status != ZOR_OK) return status;
+  }
+  if ((status = LagExtraConfig_Merge(text, lagCount, entries)) != ZOR_OK) return status;
+  if (entries.empty()) {
+    fprintf(stderr, "Invalid LAG list\n");
+    return ZOR_INVALID_DATA;
+  }
+  const ByteWriter value = LagExtraConfig_Encode(entries);
+  return ctx.state.hostSet(ctx.sw, LAG_EXTRA_KEY, value.Data(), value.Length(), PROP_CONFIG);
+}
+
+}  // namespace
+
+ZOR_ReturnStatus LagExtraConfig_Decode(const void *value, uint32_t length,
+                                       std::vector<LagConfigEntry> &entries) {
+  const ByteReader r(value, length);
+  const std::optional<uint32_t> num = r.U32(LAG_EXTRA_OFF_NUM);
+  size_t pos = LAG_EXTRA_HEADER_LEN;
+  for (uint64_t i = 0; num && i < *num; i++) {
+    if (!r.Has(pos, LAG_CONFIG_ENTRY_LEN)) break;
+    LagConfigEntry &entry = entries.emplace_back();
+    memcpy(entry.name.data(), r.Bytes(pos + LAG_CONFIG_ENTRY_OFF_NAME, LAG_NAME_LEN), LAG_NAME_LEN);
+    memcpy(entry.key.data(), r.Bytes(pos + LAG_CONFIG_ENTRY_OFF_KEY, LAG_KEY_LEN), LAG_KEY_LEN);
+    const uint32_t numItems = *r.U32(pos + LAG_CONFIG_ENTRY_OFF_NUM_ITEMS);
+    pos += LAG_CONFIG_ENTRY_LEN;
+    for (uint64_t j = 0; j < numItems; j++) {
+      const std::optional<uint32_t> type = r.U32(pos + LAG_CONFIG_ITEM_OFF_TYPE);
+      const std::optional<uint32_t> len = r.U32(pos + LAG_CONFIG_ITEM_OFF_LEN);
+      const uint8_t *data = len ? r.Bytes(pos + LAG_CONFIG_ITEM_OFF_DATA, *len) : nullptr;
+      if (!type || data == nullptr) {
+        fprintf(stderr, "Invalid config item data\n");
+        return ZOR_INVALID_DATA;
+      }
+      entry.items.push_back({*type, std::vector<uint8_t>(data, data + *len)});
+      pos += LAG_CONFIG_ITEM_HEADER_LEN + *len;
+    }
+  }
+  if (!num || entries.size() < *num) {
+    fprintf(stderr, "Invalid config item data\n");
+    return ZOR_INVALID_DATA;
+  }
+  if (pos != length) {
+    fprintf(stderr, "Got invalid memory %lu != %d\n", static_cast<unsigned long>(pos),
+            static_cast<int>(length));
+    return ZOR_BAD_PARAM;
+  }
+  return ZOR_OK;
+}
+
+ByteWriter LagExtraConfig_Encode(const std::vector<LagConfigEntry> &entries) {
+  size_t total = LAG_EXTRA_HEADER_LEN;
+  for (const LagConfigEntry &entry : entries) {
+    total += LAG_CONFIG_ENTRY_LEN;
+    for (const LagConfigItem &item : entry.items)
+      total += LAG_CONFIG_ITEM_HEADER_LEN + item.data.size();
+  }
+  ByteWriter value(total);
+  value.PutU32(LAG_EXTRA_OFF_NUM, static_cast<uint32_t>(entries.size()));
+  size_t pos = LAG_EXTRA_HEADER_LEN;
+  for (const LagConfigEntry &entry : entries) {
+    value.PutBytes(pos + LAG_CONFIG_ENTRY_OFF_NAME, entry.name.data(), LAG_NAME_LEN);
+    value.PutBytes(pos + LAG_CONFIG_ENTRY_OFF_KEY, entry.key.data(), LAG_KEY_LEN);
+    value.PutU32(pos + LAG_CONFIG_ENTRY_OFF_NUM_ITEMS, static_cast<uint32_t>(entry.items.size()));
+    pos += LAG_CONFIG_ENTRY_LEN;
+    for (const LagConfigItem &item : entry.items) {
+      value.PutU32(pos + LAG_CONFIG_ITEM_OFF_TYPE, item.type);
+      value.PutU32(pos + LAG_CONFIG_ITEM_OFF_LEN, static_cast<uint32_t>(item.data.size()));
+      value.PutBytes(pos + LAG_CONFIG_ITEM_OFF_DATA, item.data.data(), item.data.size());
+      pos += LAG_CONFIG_ITEM_HEADER_LEN + item.data.size();
+    }
+  }
+  return value;
+}
+
+ZOR_ReturnStatus LagExtraConfig_Merge(const char *text, uint32_t lagCount,
+                                      std::vector<LagConfigEntry> &entries) {
+  const std::string_view all(text);
+  size_t start = 0;
+  for (uint32_t i = 0; i < lagCount; i++) {
+    size_t end = all.find('*', start);
+    if (end == std::string_view::npos) end = all.size();
+    const ZOR_ReturnStatus status = MergeLag(all.substr(start, end - start), entries);
+    if (status != ZOR_OK) return status;
+    start = end < all.size() ? end + 1 : end;
+  }
+  return ZOR_OK;
+}
+
+bool MatchPortTimeoutItem(const LagConfigItem &item, const void *data, uint32_t len) {
+  const ByteReader stored(item.data.data(), static_cast<uint32_t>(item.data.size()));
+  const ByteReader given(data, len);
+  return stored.Text(PORT_TIMEOUT_OFF_NAME, PORT_TIMEOUT_NAME_LEN).value_or("") ==
+         given.Text(PORT_TIMEOUT_OFF_NAME, PORT_TIMEOUT_NAME_LEN).value_or("");
+}
+
+ZOR_ReturnStatus AddOrUpdateConfigItem(LagConfigEntry &entry, uint32_t type, const void *data,
+                                       uint32_t len) {
+  if (type > LAG_ITEM_PORT_TIMEOUT) return ZOR_BAD_PARAM;
+  const uint8_t *bytes = static_cast<const uint8_t *>(data);
+  for (LagConfigItem &item : entry.items) {
+    if (item.type != type) continue;
+    if (type == LAG_ITEM_PORT_TIMEOUT && !MatchPortTimeoutItem(item, data, len)) continue;
+    item.data.assign(bytes, bytes + len);
+    return ZOR_OK;
+  }
+  entry.items.push_back({type, std::vector<uint8_t>(bytes, bytes + len)});
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Cmd_ConfigLag(const CommandContext &ctx) {
+  const char *arg = ctx.inv.commandArg;
+  if (strcmp(arg, LAG_EXTRA_CLEAR_ALL) == 0) return ctx.state.hostClear(ctx.sw, LAG_EXTRA_KEY);
+  uint32_t lagCount = 0;
+  const ZOR_ReturnStatus status =
+      ValidateLagConfig(ctx.state, ctx.sw, arg, LAG_EXTRA_FIELDS_PER_LAG, &lagCount);
+  if (status != ZOR_OK) return status;
+  return ConfigureLags(ctx, arg + 1, lagCount);
+}
+
+void Prop_PrintLagExtraConfig(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  printf("\t\t%s:\n", key);
+  const ByteReader r(value, length);
+  const uint32_t num = r.U32(LAG_EXTRA_OFF_NUM).value_or(0);
+  size_t pos = LAG_EXTRA_HEADER_LEN;
+  for (uint64_t i = 0; i < num && r.Has(pos, LAG_CONFIG_ENTRY_LEN); i++) {
+    const std::string_view name = *r.Text(pos + LAG_CONFIG_ENTRY_OFF_NAME, LAG_NAME_LEN);
+    printf("\t\t\tlag name:\t\t\t%.*s\n", static_cast<int>(name.size()), name.data());
+    const uint32_t numItems = *r.U32(pos + LAG_CONFIG_ENTRY_OFF_NUM_ITEMS);
+    pos += LAG_CONFIG_ENTRY_LEN;
+    for (uint64_t j = 0; j < numItems; j++) {
+      const std::optional<uint32_t> type = r.U32(pos + LAG_CONFIG_ITEM_OFF_TYPE);
+      const std::optional<uint32_t> len = r.U32(pos + LAG_CONFIG_ITEM_OFF_LEN);
+      const uint8_t *data = len ? r.Bytes(pos + LAG_CONFIG_ITEM_OFF_DATA, *len) : nullptr;
+      if (!type || data == nullptr) {
+        printf("\t\t\tunknown config item type\n\t\t\tpropType = %s\n", flagsText);
+        return;
+      }
+      const ByteReader item(data, *len);
+      if (*type == LAG_ITEM_LAG_TIMEOUT) {
+        printf("\t\t\tlag timeout:\t\t\t%s\n", TimeoutName(item.U32(0)));
+      } else if (*type == LAG_ITEM_PORT_TIMEOUT) {
+        const std::string_view port =
+            item.Text(PORT_TIMEOUT_OFF_NAME, PORT_TIMEOUT_NAME_LEN).value_or("");
+        printf("\t\t\tport timeout:\t\t\t%.*s/%s\n", static_cast<int>(port.size()), port.data(),
+               TimeoutName(item.U32(PORT_TIMEOUT_OFF_TIMEOUT)));
+      }
+      pos += LAG_CONFIG_ITEM_HEADER_LEN + *len;
+    }
+    printf("\n");
+  }
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
