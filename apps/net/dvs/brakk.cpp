@@ -28,6 +28,7 @@
 #include "props/healthcheck.h"
 #include "props/lacp.h"
 #include "props/lag.h"
+#include "props/mirror.h"
 #include "props/uplink.h"
 #include "state/config.h"
 #include "switch_cmds.h"
@@ -487,7 +488,7 @@ constexpr CommandRow commandTable[] = {
   {CMD_SET_VLAN,          "-v",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_PVLAN_MAP,     "-V",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_IPFIX,         "-N",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_MIRROR,        "-m",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_MIRROR,        "-m",                SWITCH,           SWITCH_FLOW, Cmd_SetMirror},
   {CMD_SET_OVERLAY,       "-o",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_LINK_STATUS,   "-M",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetLinkStatus},
   {CMD_SET_DVFILTER,      "-F",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},

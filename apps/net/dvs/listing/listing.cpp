@@ -19,6 +19,7 @@
 
 #include "props/lacp.h"
 #include "props/lag.h"
+#include "props/mirror.h"
 #include "props/uplink.h"
 
 /*
@@ -76,12 +77,9 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.etherswitch.ipv4addr", Prop_PrintHexDump},
     // Prop_PrintUpgrade
     {"com.corvane.common.upgrade", Prop_PrintHexDump},
-    // Prop_PrintMirrorSessions
-    {"com.corvane.vswitch.mirrorSessions", Prop_PrintHexDump},
-    // Prop_PrintMirrorSessions
-    {"com.corvane.etherswitch.port.mirrorSessions", Prop_PrintHexDump},
-    // Prop_PrintMirrorSessions
-    {"com.corvane.vswitch.port.mirrorSessions", Prop_PrintHexDump},
+    {"com.corvane.vswitch.mirrorSessions", Prop_PrintMirrorSessions},
+    {"com.corvane.etherswitch.port.mirrorSessions", Prop_PrintMirrorSessions},
+    {"com.corvane.vswitch.port.mirrorSessions", Prop_PrintMirrorSessions},
     // Prop_PrintLinkStatus
     {"com.corvane.common.port.linkstatus", Prop_PrintHexDump},
     // Prop_PrintSecurity

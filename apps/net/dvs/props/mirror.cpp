@@ -1,0 +1,848 @@
+/*
+ * mirror.cpp --
+ *
+ *    The mirror family: the -m session syntax, the session table layout,
+ *    the list of participating dvPorts, clearing and pushing the per-dvPort
+ *    tables, and the printer of session tables.
+ */
+
+#include "props/mirror.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+#include <optional>
+#include <string_view>
+
+#include "listing/listing.h"
+#include "state/config.h"
+
+MirrorPortList mirrorDVPortList;
+
+const char *MirrorPort_Key(SwitchClass cls) {
+  return cls == SWITCH_CLASS_ETHERSWITCH ? MIRROR_KEY_ETHERSWITCH_PORT : MIRROR_KEY_VSWITCH_PORT;
+}
+
+size_t MirrorEntity_Len(bool wide) {
+  return wide ? MIRROR_ENTITY_WIDE_LEN : MIRROR_ENTITY_LEN;
+}
+
+namespace {
+
+/* ======================================================================
+ * Value-name tables, shared by the parser and the printer
+ * ====================================================================== */
+
+struct ValueName {
+  uint32_t value;
+  const char *name;
+};
+
+const ValueName sessionTypeNames[] = {
+    {MIRROR_SESSION_MIXDST, "MIXDST"},
+    {MIRROR_SESSION_DVPORT, "DVPORT"},
+    {MIRROR_SESSION_RMIRROR_SRC, "RMIRROR_SRC"},
+    {MIRROR_SESSION_RMIRROR_DST, "RMIRROR_DST"},
+    {MIRROR_SESSION_ERMIRROR_SRC, "ERMIRROR_SRC"},
+};
+
+const ValueName encapTypeNames[] = {
+    {MIRROR_ENCAP_GRE_ONLY, "GRE_ONLY"},
+    {MIRROR_ENCAP_ERSPAN2, "ERSPAN2"},
+    {MIRROR_ENCAP_ERSPAN3, "ERSPAN3"},
+};
+
+/* Session flags: the command's letter (either case) and the listing's word, in bit order. */
+const struct {
+  uint32_t bit;
+  char letter;
+  const char *word;
+} sessionFlags[] = {
+    {MIRROR_FLAG_DST_NO_OUTPUT, 'o', "DST_NO_OUTPUT "},
+    {MIRROR_FLAG_DST_NO_INPUT, 'i', "DST_NO_INPUT "},
+    {MIRROR_FLAG_DST_ORIG_VLAN, 'v', "DST_ORIG_VLAN "},
+    {MIRROR_FLAG_DST_ENCAP, 'e', "DST_ENCAP "},
+    {MIRROR_FLAG_LEGACY, 'l', "LEGACY "},
+    {MIRROR_FLAG_DISABLED, 'd', "DISABLED "},
+};
+
+/* The value named exactly text, or nothing. */
+template <size_t N>
+std::optional<uint32_t> ValueOf(const ValueName (&table)[N], const std::string &text) {
+  for (const ValueName &row : table) {
+    if (text == row.name) return row.value;
+  }
+  return std::nullopt;
+}
+
+/* The name of value, or fallback for a value that has none. */
+template <size_t N>
+const char *NameOf(const ValueName (&table)[N], uint32_t value, const char *fallback) {
+  for (const ValueName &row : table) {
+    if (row.value == value) return row.name;
+  }
+  return fallback;
+}
+
+const char *EncapTypeName(uint32_t value) {
+  return NameOf(encapTypeNames, value, "NO_SUPPORT_TYPE");
+}
+
+/* ======================================================================
+ * Parser
+ * ====================================================================== */
+
+/* The version prefix "v2*" or "v3*", and what each version's sessions hold. */
+constexpr size_t PREFIX_LEN = 3;
+constexpr size_t V2_FIELDS = 10;
+constexpr size_t V3_FIELDS = 14;
+
+/* A decimal field: strtol base 10, an empty or unreadable field is 0, wide values keep low bits. */
+long Decimal(const std::string &field) {
+  return strtol(field.c_str(), nullptr, 10);
+}
+
+/* Hands out the ';'-terminated fields of one session's text in turn. */
+struct FieldReader {
+  std::string_view rest;
+  std::string Next() {
+    const size_t end = rest.find(';');
+    std::string field(rest.substr(0, end));
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+    return field;
+  }
+};
+
+/* One session as its text describes it, before it goes into the table. */
+struct Session {
+  std::string sid;
+  std::string dname;
+  uint32_t type = 0;
+  uint32_t encapType = 0;
+  uint16_t erspanId = 0;
+  uint8_t erspanCos = 0;
+  uint8_t erspanGra = 0;
+  uint32_t snapLen = 0;
+  uint16_t encapVlan = 0;
+  uint32_t flags = 0;
+  uint32_t samplingRate = 0;
+  uint32_t startIdx = 0;
+  uint32_t dst = 0;
+  uint32_t srcIn = 0;
+  uint32_t srcOut = 0;
+};
+
+/* Checks a dvPort item against the name field and records the port; prints why it fails. */
+ZOR_ReturnStatus ParseDvPortItem(const char *item, uint32_t sessionIndex, ByteWriter &entity,
+                                 bool wide) {
+  const size_t width = wide ? MIRROR_ENTITY_WIDE_DVPORT_NAME_LEN : MIRROR_ENTITY_DVPORT_NAME_LEN;
+  if (strlen(item) > width) {
+    fprintf(stderr, "dvPort name %s is longer than %zu bytes\n", item, width);
+    return ZOR_BAD_PARAM;
+  }
+  const ZOR_ReturnStatus status = Mirror_AddPortSession(item, sessionIndex, wide);
+  if (status != ZOR_OK) {
+    fprintf(stderr, "Failed to create session config for dvPort %s\n", item);
+    return status;
+  }
+  entity.PutU32(MIRROR_ENTITY_OFF_KIND, MIRROR_ENTITY_DVPORT);
+  entity.PutBytes(MIRROR_ENTITY_OFF_NAME, item, strlen(item));
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus ParseUplinkItem(const char *item, ByteWriter &entity) {
+  if (strlen(item) > MIRROR_ENTITY_UPLINK_NAME_LEN) {
+    fprintf(stderr, "Uplink name %s is longer than %d bytes\n", item,
+            MIRROR_ENTITY_UPLINK_NAME_LEN);
+    return ZOR_BAD_PARAM;
+  }
+  entity.PutU32(MIRROR_ENTITY_OFF_KIND, MIRROR_ENTITY_UPLINK);
+  entity.PutBytes(MIRROR_ENTITY_OFF_NAME, item, strlen(item));
+  return ZOR_OK;
+}
+
+/* An IPv4 address when the item holds a '.', else IPv6 when it holds a ':'. */
+ZOR_ReturnStatus ParseIpItem(const char *item, ByteWriter &entity) {
+  if (strchr(item, '.') != nullptr) {
+    in_addr v4;
+    if (inet_aton(item, &v4) == 0) {
+      fprintf(stderr, "IPv4 address error\n");
+      return ZOR_BAD_PARAM;
+    }
+    entity.PutU8(MIRROR_ENTITY_OFF_FAMILY, MIRROR_IP_FAMILY_V4);
+    entity.PutBytes(MIRROR_ENTITY_OFF_ADDR, &v4, sizeof v4);
+  } else if (strchr(item, ':') != nullptr) {
+    in6_addr v6;
+    if (inet_pton(AF_INET6, item, &v6) != 1) {
+      fprintf(stderr, "IPv6 address error\n");
+      return ZOR_BAD_PARAM;
+    }
+    entity.PutU8(MIRROR_ENTITY_OFF_FAMILY, MIRROR_IP_FAMILY_V6);
+    entity.PutBytes(MIRROR_ENTITY_OFF_ADDR, &v6, sizeof v6);
+  } else {
+    return ZOR_BAD_PARAM;
+  }
+  entity.PutU32(MIRROR_ENTITY_OFF_KIND, MIRROR_ENTITY_IP);
+  return ZOR_OK;
+}
+
+/*
+ * Reads the fields of a session up to and including samplerate, in text
+ * order. Returns 0, or ZOR_BAD_PARAM after printing why a field is wrong.
+ */
+ZOR_ReturnStatus ParseSessionHead(FieldReader &fields, uint32_t formatVersion, Session &s) {
+  s.sid = fields.Next();
+  if (s.sid.empty()) {
+    fprintf(stderr, "Session ID can't be empty\n");
+    return ZOR_BAD_PARAM;
+  }
+  if (s.sid.size() > MIRROR_SID_MAX) {
+    fprintf(stderr, "Session ID can't be longer than %zu\n", static_cast<size_t>(MIRROR_SID_MAX));
+    return ZOR_BAD_PARAM;
+  }
+  s.dname = fields.Next();
+  if (s.dname.empty()) {
+    fprintf(stderr, "Session name can't be empty\n");
+    return ZOR_BAD_PARAM;
+  }
+  if (s.dname.size() > MIRROR_DNAME_MAX) {
+    fprintf(stderr, "Session name can't be longer than %zu\n",
+            static_cast<size_t>(MIRROR_DNAME_MAX));
+    return ZOR_BAD_PARAM;
+  }
+  const std::string stype = fields.Next();
+  const std::optional<uint32_t> type = ValueOf(sessionTypeNames, stype);
+  if (!type) {
+    fprintf(stderr, "Unsupported session type %s.", stype.c_str());
+    return ZOR_BAD_PARAM;
+  }
+  s.type = *type;
+
+  if (formatVersion == 3) {
+    const std::optional<uint32_t> encap = ValueOf(encapTypeNames, fields.Next());
+    if (!encap) return ZOR_BAD_PARAM;
+    s.encapType = *encap;
+    s.erspanId = static_cast<uint16_t>(Decimal(fields.Next()));
+    s.erspanCos = static_cast<uint8_t>(Decimal(fields.Next()));
+    s.erspanGra = static_cast<uint8_t>(Decimal(fields.Next()));
+  }
+
+  const std::string snapLen = fields.Next();
+  s.snapLen = snapLen.empty() ? 60 : static_cast<uint32_t>(Decimal(snapLen));
+  s.encapVlan = static_cast<uint16_t>(Decimal(fields.Next()));
+  for (const char c : fields.Next()) {
+    const auto *flag = std::find_if(std::begin(sessionFlags), std::end(sessionFlags),
+                                    [c](const auto &f) { return f.letter == (c | 0x20); });
+    if (flag == std::end(sessionFlags)) {
+      fprintf(stderr, "Bad session flag: %c\n", c);
+      return ZOR_BAD_PARAM;
+    }
+    s.flags |= flag->bit;
+  }
+  const std::string samplingRate = fields.Next();
+  s.samplingRate = samplingRate.empty() ? 1 : static_cast<uint32_t>(Decimal(samplingRate));
+  return ZOR_OK;
+}
+
+/* The source table while it is filled: the bytes, where entities start, and how many fit. */
+struct SourceTable {
+  ByteWriter bytes;
+  uint32_t sessions;
+  uint32_t capacity;
+  size_t entityLen;
+  size_t EntityOffset(uint32_t index) const {
+    return MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * sessions +
+           entityLen * index;
+  }
+};
+
+typedef ZOR_ReturnStatus (*EntityParser)(uint32_t sessionType, const char *item,
+                                         uint32_t sessionIndex, ByteWriter &entity, bool wide);
+
+/*
+ * Parses one ','-separated list into the table from entity number *next
+ * on, skipping empty items; counts the entities in *count and *next.
+ * Returns 0, or the failing item's status after printing which list failed.
+ */
+ZOR_ReturnStatus ParseList(const std::string &list, EntityParser parse, const char *failure,
+                           const Session &s, uint32_t sessionIndex, bool wide, SourceTable &table,
+                           uint32_t *next, uint32_t *count) {
+  size_t start = 0;
+  while (start <= list.size()) {
+    size_t end = list.find(',', start);
+    if (end == std::string::npos) end = list.size();
+    const std::string item = list.substr(start, end - start);
+    start = end + 1;
+    if (item.empty()) continue;
+
+    ByteWriter entity(table.entityLen);
+    ZOR_ReturnStatus status = parse(s.type, item.c_str(), sessionIndex, entity, wide);
+    /* The capacity counts every item the text can hold, so this only guards the bound. */
+    if (status == ZOR_OK && *next >= table.capacity) status = ZOR_FAILURE;
+    if (status == ZOR_OK &&
+        !table.bytes.PutBytes(table.EntityOffset(*next), entity.Data(), entity.Length())) {
+      status = ZOR_FAILURE;
+    }
+    if (status != ZOR_OK) {
+      fputs(failure, stderr);
+      return status;
+    }
+    (*next)++;
+    (*count)++;
+  }
+  return ZOR_OK;
+}
+
+void PutSessionRecord(ByteWriter &table, size_t at, const Session &s) {
+  table.PutText(at + MIRROR_SESSION_OFF_SID, MIRROR_SESSION_SID_LEN, s.sid.c_str());
+  table.PutText(at + MIRROR_SESSION_OFF_DNAME, MIRROR_SESSION_DNAME_LEN, s.dname.c_str());
+  table.PutU32(at + MIRROR_SESSION_OFF_TYPE, s.type);
+  table.PutU32(at + MIRROR_SESSION_OFF_SNAPLEN, s.snapLen);
+  table.PutU32(at + MIRROR_SESSION_OFF_FLAGS, s.flags);
+  table.PutU16(at + MIRROR_SESSION_OFF_ENCAP_VLAN, s.encapVlan);
+  table.PutU32(at + MIRROR_SESSION_OFF_SAMPLING_RATE, s.samplingRate);
+  table.PutU32(at + MIRROR_SESSION_OFF_ENCAP_TYPE, s.encapType);
+  table.PutU16(at + MIRROR_SESSION_OFF_ERSPAN_ID, s.erspanId);
+  table.PutU8(at + MIRROR_SESSION_OFF_ERSPAN_COS, s.erspanCos);
+  table.PutU8(at + MIRROR_SESSION_OFF_ERSPAN_GRA, s.erspanGra);
+  table.PutU32(at + MIRROR_SESSION_OFF_DST, s.dst);
+  table.PutU32(at + MIRROR_SESSION_OFF_SRC_IN, s.srcIn);
+  table.PutU32(at + MIRROR_SESSION_OFF_SRC_OUT, s.srcOut);
+  table.PutU32(at + MIRROR_SESSION_OFF_START_IDX, s.startIdx);
+}
+
+void PrintSession(const Session &s, uint32_t formatVersion) {
+  printf("%s(%s): snap=%u, flags=0x%x, encap=%u, startIdx=%u dst=%u, srcIn=%u, srcOut=%u\n",
+         s.sid.c_str(), s.dname.c_str(), s.snapLen, s.flags, s.encapVlan, s.startIdx, s.dst,
+         s.srcIn, s.srcOut);
+  printf("sessionType=%u, samplingRate=%u\n", s.type, s.samplingRate);
+  if (formatVersion == 3) {
+    printf("encapType:%s ", EncapTypeName(s.encapType));
+    printf("erspanID:%u, erspanCOS:%u, erspanGra:%u\n", s.erspanId, s.erspanCos, s.erspanGra);
+  }
+}
+
+/*
+ * Parses session number index from its text into the table; *next is the
+ * running entity count. Prints the session on success. Returns 0 or the
+ * status of the first failure, after printing its message.
+ */
+ZOR_ReturnStatus ParseSession(std::string_view text, uint32_t index, uint32_t formatVersion,
+                              bool wide, SourceTable &table, uint32_t *next) {
+  FieldReader fields{text};
+  Session s;
+  ZOR_ReturnStatus status = ParseSessionHead(fields, formatVersion, s);
+  if (status != ZOR_OK) return status;
+
+  s.startIdx = *next;
+  const char dstFailure[] = "Failed to read session DstEntities\n";
+  const char srcFailure[] = "Failed to read session SrcEntities\n";
+  status = ParseList(fields.Next(), Mirror_ParseDstEntity, dstFailure, s, index, wide, table, next,
+                     &s.dst);
+  if (status == ZOR_OK) {
+    status = ParseList(fields.Next(), Mirror_ParseSrcEntity, srcFailure, s, index, wide, table,
+                       next, &s.srcIn);
+  }
+  if (status == ZOR_OK) {
+    status = ParseList(fields.Next(), Mirror_ParseSrcEntity, srcFailure, s, index, wide, table,
+                       next, &s.srcOut);
+  }
+  if (status != ZOR_OK) return status;
+
+  PutSessionRecord(table.bytes,
+                   MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * index, s);
+  PrintSession(s, formatVersion);
+  return ZOR_OK;
+}
+
+/*
+ * The counting pass: the number of sessions in body (the text after the
+ * prefix), each of which must hold exactly fieldCount ';'. Returns false
+ * after printing the message when a session holds another number.
+ */
+bool CountSessions(std::string_view body, size_t fieldCount, uint32_t *sessions) {
+  size_t semicolons = 0;
+  uint32_t count = 0;
+  bool ok = true;
+  for (const char c : body) {
+    if (c == ';') {
+      semicolons++;
+    } else if (c == '*') {
+      count++;
+      ok = semicolons == fieldCount;
+      if (!ok) break;
+      semicolons = 0;
+    }
+  }
+  /* A session that the text ends without a '*' counts too; nothing after the last '*' is none. */
+  if (ok && semicolons != 0) {
+    count++;
+    ok = semicolons == fieldCount;
+  }
+  if (!ok) {
+    fprintf(stderr, "Each session should have %zu fields.\n", fieldCount);
+    return false;
+  }
+  *sessions = count;
+  return true;
+}
+
+/* A zeroed block of length bytes, or nothing when memory runs out. */
+std::optional<ByteWriter> NewBlock(size_t length) {
+  try {
+    return ByteWriter(length);
+  } catch (const std::bad_alloc &) {
+    return std::nullopt;
+  }
+}
+
+/* ======================================================================
+ * Clearing and pushing
+ * ====================================================================== */
+
+struct ClearWalk {
+  const StateOps *state;
+  const char *key;
+};
+
+int ClearUnnamedPort(DVSPort *p, void *context) {
+  const ClearWalk *walk = static_cast<const ClearWalk *>(context);
+  const char *name = DVS_PortId(p);
+  if (mirrorDVPortList.index.count(name) != 0) return 0; /* it receives a new table */
+  DVSDataNode *node = nullptr;
+  if (p->data != nullptr && DVSData_Lookup(p->data, walk->key, &node) == ZOR_OK) {
+    walk->state->portClear(DVS_SwitchId(p->dvs), name, walk->key);
+  }
+  return 0;
+}
+
+/* A session record of the source table: where it lies and its entity run. */
+struct SessionRun {
+  size_t offset;
+  uint32_t startIdx;
+  uint32_t entities;
+};
+
+std::optional<SessionRun> RunOf(const ByteReader &table, uint32_t session) {
+  const size_t at = MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * session;
+  const std::optional<uint32_t> start = table.U32(at + MIRROR_SESSION_OFF_START_IDX);
+  const std::optional<uint32_t> dst = table.U32(at + MIRROR_SESSION_OFF_DST);
+  const std::optional<uint32_t> srcIn = table.U32(at + MIRROR_SESSION_OFF_SRC_IN);
+  const std::optional<uint32_t> srcOut = table.U32(at + MIRROR_SESSION_OFF_SRC_OUT);
+  if (!start || !dst || !srcIn || !srcOut) return std::nullopt;
+  return SessionRun{at, *start, *dst + *srcIn + *srcOut};
+}
+
+/*
+ * Builds the table of one dvPort: its sessions copied from the source
+ * table in list order, each with its entity run moved behind the previous
+ * one and startIdx rewritten. Returns nothing when the source table does
+ * not hold what its records say (it always does, as the parser built it)
+ * or memory runs out.
+ */
+std::optional<ByteWriter> BuildPortTable(const ByteReader &source, const MirrorPortNode &node,
+                                         bool wide, uint32_t formatVersion) {
+  const size_t entityLen = MirrorEntity_Len(wide);
+  const std::optional<uint32_t> sourceSessions = source.U32(MIRROR_TABLE_OFF_SESSIONS);
+  if (!sourceSessions) return std::nullopt;
+  const size_t sourceEntities =
+      MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * *sourceSessions;
+
+  std::vector<SessionRun> runs;
+  uint32_t entities = 0;
+  for (const uint32_t session : node.sessions) {
+    const std::optional<SessionRun> run = RunOf(source, session);
+    if (!run) return std::nullopt;
+    runs.push_back(*run);
+    entities += run->entities;
+  }
+  const uint32_t sessions = static_cast<uint32_t>(runs.size());
+  std::optional<ByteWriter> table =
+      NewBlock(MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * sessions +
+               entityLen * entities);
+  if (!table) return std::nullopt;
+  table->PutU32(MIRROR_TABLE_OFF_MAGIC, MIRROR_TABLE_MAGIC);
+  table->PutU32(MIRROR_TABLE_OFF_FORMAT, formatVersion);
+  table->PutU32(MIRROR_TABLE_OFF_SESSIONS, sessions);
+  table->PutU32(MIRROR_TABLE_OFF_ENTITIES, entities);
+
+  const size_t entityBase =
+      MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * sessions;
+  uint32_t position = 0;
+  for (uint32_t i = 0; i < sessions; i++) {
+    const SessionRun &run = runs[i];
+    const size_t at = MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * i;
+    const uint8_t *record = source.Bytes(run.offset, MIRROR_SESSION_LEN);
+    const size_t runLen = entityLen * run.entities;
+    const uint8_t *entityRun = source.Bytes(sourceEntities + entityLen * run.startIdx, runLen);
+    if (record == nullptr || entityRun == nullptr) return std::nullopt;
+    table->PutBytes(at, record, MIRROR_SESSION_LEN);
+    table->PutU32(at + MIRROR_SESSION_OFF_START_IDX, position);
+    table->PutBytes(entityBase + entityLen * position, entityRun, runLen);
+    position += run.entities;
+  }
+  if (!table->Ok()) return std::nullopt;
+  return table;
+}
+
+/* ======================================================================
+ * Printer
+ * ====================================================================== */
+
+/* Prints a fixed text field up to its first NUL, never past the field or the value. */
+void PrintField(const ByteReader &value, size_t offset, size_t width) {
+  const std::string_view text = value.Text(offset, width).value_or(std::string_view());
+  printf("%.*s", static_cast<int>(text.size()), text.data());
+}
+
+void PrintIpEntity(const ByteReader &value, size_t at) {
+  const std::optional<uint8_t> family = value.U8(at + MIRROR_ENTITY_OFF_FAMILY);
+  if (family == MIRROR_IP_FAMILY_V4) {
+    const uint8_t *a = value.Bytes(at + MIRROR_ENTITY_OFF_ADDR, 4);
+    if (a == nullptr) return;
+    in_addr v4;
+    memcpy(&v4, a, sizeof v4);
+    printf("%s ", inet_ntoa(v4));
+  } else if (family == MIRROR_IP_FAMILY_V6) {
+    const uint8_t *a = value.Bytes(at + MIRROR_ENTITY_OFF_ADDR, 16);
+    if (a == nullptr) return;
+    printf("%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x ", a[0], a[1],
+           a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11], a[12], a[13], a[14],
+           a[15]);
+  }
+}
+
+/* How the entities of one list are shown. */
+enum class EntityShow { NAME, IP, VLAN, NOTHING };
+
+/*
+ * Prints the count entities of one list from entity number *r on, seven on
+ * the first line and eight on each further one. Returns false when an
+ * entity does not lie inside the value.
+ */
+bool PrintEntityList(const ByteReader &value, size_t entityBase, bool wide, uint32_t count,
+                     EntityShow show, uint32_t *r) {
+  const size_t entityLen = MirrorEntity_Len(wide);
+  const size_t dvPortWidth =
+      wide ? MIRROR_ENTITY_WIDE_DVPORT_NAME_LEN : MIRROR_ENTITY_DVPORT_NAME_LEN;
+  for (uint32_t n = 1; n <= count; n++, (*r)++) {
+    const size_t at = entityBase + entityLen * *r;
+    if (!value.Has(at, entityLen)) return false;
+    switch (show) {
+      case EntityShow::NAME: {
+        const bool uplink = value.U32(at + MIRROR_ENTITY_OFF_KIND) == MIRROR_ENTITY_UPLINK;
+        PrintField(value, at + MIRROR_ENTITY_OFF_NAME,
+                   uplink ? MIRROR_ENTITY_UPLINK_NAME_LEN : dvPortWidth);
+        printf(" ");
+        break;
+      }
+      case EntityShow::IP:
+        PrintIpEntity(value, at);
+        break;
+      case EntityShow::VLAN:
+        printf("%u ", static_cast<unsigned>(value.U16(at + MIRROR_ENTITY_OFF_VLAN).value_or(0)));
+        break;
+      case EntityShow::NOTHING:
+        break;
+    }
+    if (n % 8 == 7 && n < count) printf("\n\t\t\t\t");
+  }
+  return true;
+}
+
+/*
+ * Prints session record number i and its entities. Returns false when the
+ * record or one of its entities does not lie inside the value.
+ */
+bool PrintSessionRecord(const ByteReader &value, uint32_t i, uint32_t formatVersion,
+                        size_t entityBase, bool wide, uint32_t *r) {
+  const size_t at = MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * i;
+  if (!value.Has(at, MIRROR_SESSION_LEN)) return false;
+  const uint32_t type = *value.U32(at + MIRROR_SESSION_OFF_TYPE);
+  const uint32_t flags = *value.U32(at + MIRROR_SESSION_OFF_FLAGS);
+  const uint32_t snapLen = *value.U32(at + MIRROR_SESSION_OFF_SNAPLEN);
+
+  printf("\t\t\tsid:\t\t\t");
+  PrintField(value, at + MIRROR_SESSION_OFF_SID, MIRROR_SESSION_SID_LEN);
+  printf("\n\t\t\tdname:\t\t\t");
+  PrintField(value, at + MIRROR_SESSION_OFF_DNAME, MIRROR_SESSION_DNAME_LEN);
+  printf("\n\t\t\tflags:\t\t\t");
+  for (const auto &flag : sessionFlags) {
+    if ((flags & flag.bit) != 0) printf("%s", flag.word);
+  }
+  printf("\n\t\t\tsnapLen:\t\t%d%s\n\t\t\tencapVlan:\t\t%d%s\n", static_cast<int32_t>(snapLen),
+         snapLen == 0xFFFFFFFFu ? " (full frame)" : "",
+         static_cast<int>(*value.U16(at + MIRROR_SESSION_OFF_ENCAP_VLAN)),
+         (flags & MIRROR_FLAG_DST_ENCAP) == 0 ? " (no ENCAP)" : "");
+  printf("\t\t\ttype:\t\t\t%s\n\t\t\tsamplingRate:\t\t%d\n",
+         NameOf(sessionTypeNames, type, "NOT_SUPPORTED_TYPE"),
+         *value.I32(at + MIRROR_SESSION_OFF_SAMPLING_RATE));
+  if (type == MIRROR_SESSION_ERMIRROR_SRC && formatVersion == 3) {
+    const uint32_t encapType = *value.U32(at + MIRROR_SESSION_OFF_ENCAP_TYPE);
+    printf("\t\t\tencap-type:\t\t%s\n", EncapTypeName(encapType));
+    printf("\t\t\terspanID:\t\t%u\n", *value.U16(at + MIRROR_SESSION_OFF_ERSPAN_ID));
+    printf("\t\t\terspanCOS:\t\t%u\n", *value.U8(at + MIRROR_SESSION_OFF_ERSPAN_COS));
+    if (encapType == MIRROR_ENCAP_ERSPAN3) {
+      printf("\t\t\terspanGra:\t\t%u\n", *value.U8(at + MIRROR_SESSION_OFF_ERSPAN_GRA));
+    }
+  }
+
+  EntityShow dstShow = EntityShow::NOTHING;
+  if (type == MIRROR_SESSION_ERMIRROR_SRC) {
+    dstShow = EntityShow::IP;
+  } else if (type <= MIRROR_SESSION_RMIRROR_DST) {
+    dstShow = EntityShow::NAME;
+  }
+  const EntityShow srcShow =
+      type == MIRROR_SESSION_RMIRROR_DST ? EntityShow::VLAN : EntityShow::NAME;
+  const uint32_t dst = *value.U32(at + MIRROR_SESSION_OFF_DST);
+  const uint32_t srcIn = *value.U32(at + MIRROR_SESSION_OFF_SRC_IN);
+  const uint32_t srcOut = *value.U32(at + MIRROR_SESSION_OFF_SRC_OUT);
+
+  /* An entity past the value's end ends the list's line and the value. */
+  printf("\n\t\t\tdstEntities\t(%u):\t", dst);
+  bool whole = PrintEntityList(value, entityBase, wide, dst, dstShow, r);
+  if (whole) {
+    printf("\n\t\t\tsrcInEntities\t(%u):\t", srcIn);
+    whole = PrintEntityList(value, entityBase, wide, srcIn, srcShow, r);
+  }
+  if (whole) {
+    printf("\n\t\t\tsrcOutEntities\t(%u):\t", srcOut);
+    whole = PrintEntityList(value, entityBase, wide, srcOut, srcShow, r);
+  }
+  printf(whole ? "\n\n" : "\n");
+  return whole;
+}
+
+}  // namespace
+
+/* ======================================================================
+ * The list of participating dvPorts and the entity parsers
+ * ====================================================================== */
+
+ZOR_ReturnStatus Mirror_AddPortSession(const char *portName, uint32_t sessionIndex, bool wide) {
+  const size_t width = wide ? MIRROR_ENTITY_WIDE_DVPORT_NAME_LEN : MIRROR_ENTITY_DVPORT_NAME_LEN;
+  if (strlen(portName) > width) return ZOR_BAD_PARAM;
+  MirrorPortNode *node = nullptr;
+  const auto found = mirrorDVPortList.index.find(portName);
+  if (found != mirrorDVPortList.index.end()) {
+    node = &mirrorDVPortList.nodes[found->second];
+  } else {
+    try {
+      mirrorDVPortList.nodes.push_back(MirrorPortNode{portName, {}});
+      mirrorDVPortList.index.emplace(portName, mirrorDVPortList.nodes.size() - 1);
+    } catch (const std::bad_alloc &) {
+      fprintf(stderr, "Failed to alloc memory for dvPort %s\n", portName);
+      return ZOR_NO_MEMORY;
+    }
+    node = &mirrorDVPortList.nodes.back();
+  }
+  std::vector<uint32_t> &sessions = node->sessions;
+  /* Sessions are parsed in order, so a repeat is nearly always the last entry. */
+  if (!sessions.empty() &&
+      (sessions.back() == sessionIndex ||
+       (sessionIndex < sessions.back() &&
+        std::find(sessions.begin(), sessions.end(), sessionIndex) != sessions.end()))) {
+    return ZOR_OK;
+  }
+  try {
+    sessions.push_back(sessionIndex);
+  } catch (const std::bad_alloc &) {
+    fprintf(stderr, "Failed to alloc memory for dvPort session\n");
+    return ZOR_NO_MEMORY;
+  }
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Mirror_ParseDstEntity(uint32_t sessionType, const char *item,
+                                       uint32_t sessionIndex, ByteWriter &entity, bool wide) {
+  switch (sessionType) {
+    case MIRROR_SESSION_MIXDST:
+    case MIRROR_SESSION_DVPORT:
+    case MIRROR_SESSION_RMIRROR_DST:
+      return ParseDvPortItem(item, sessionIndex, entity, wide);
+    case MIRROR_SESSION_RMIRROR_SRC:
+      return ParseUplinkItem(item, entity);
+    default:
+      return ParseIpItem(item, entity);
+  }
+}
+
+ZOR_ReturnStatus Mirror_ParseSrcEntity(uint32_t sessionType, const char *item,
+                                       uint32_t sessionIndex, ByteWriter &entity, bool wide) {
+  if (sessionType != MIRROR_SESSION_RMIRROR_DST) {
+    return ParseDvPortItem(item, sessionIndex, entity, wide);
+  }
+  const uint16_t vlan = static_cast<uint16_t>(strtol(item, nullptr, 10));
+  if (vlan == 0) {
+    fprintf(stderr, "Error src vlan for RMirror Dst Session.\n");
+    return ZOR_BAD_PARAM;
+  }
+  entity.PutU32(MIRROR_ENTITY_OFF_KIND, MIRROR_ENTITY_VLAN);
+  entity.PutU16(MIRROR_ENTITY_OFF_VLAN, vlan);
+  return ZOR_OK;
+}
+
+/* ======================================================================
+ * The command
+ * ====================================================================== */
+
+ZOR_ReturnStatus Mirror_ClearPortSessions(const StateOps &state, const char *switchId,
+                                          SwitchClass cls) {
+  ClearWalk walk = {&state, MirrorPort_Key(cls)};
+  DVSSwitch *h = DVSState_SwitchFind(switchId);
+  if (h == nullptr) {
+    fprintf(stderr, "DVS %s doesn't exist.\n", switchId);
+    return ZOR_NOT_FOUND;
+  }
+  DVSState_PortForEach(h, ClearUnnamedPort, &walk);
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const char *switchId,
+                                         const ByteWriter *table, bool wide, SwitchClass cls,
+                                         uint32_t formatVersion) {
+  const char *key = MirrorPort_Key(cls);
+  const ByteReader source(table != nullptr ? table->Data() : nullptr,
+                          table != nullptr ? table->Length() : 0);
+  for (const MirrorPortNode &node : mirrorDVPortList.nodes) {
+    const char *port = node.name.c_str();
+    const std::optional<ByteWriter> portTable = BuildPortTable(source, node, wide, formatVersion);
+    if (!portTable) {
+      fprintf(stderr, "Failed to alloc session table for dvPort %s\n", port);
+      return ZOR_NO_MEMORY;
+    }
+    const ZOR_ReturnStatus status =
+        state.portSet(switchId, port, key, portTable->Data(), portTable->Length(), PROP_CONFIG);
+    if (status != ZOR_OK) {
+      fprintf(stderr, "Failed to push mirror data to dvPort %s\n", port);
+      return status;
+    }
+  }
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, const char *switchId, const char *text,
+                                    SwitchClass cls) {
+  mirrorDVPortList.nodes.clear();
+  mirrorDVPortList.index.clear();
+
+  if (Config_Load(state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE) != ZOR_OK) {
+    fprintf(stderr, "Failed to load FENN configuration\n");
+    return ZOR_FAILURE;
+  }
+  DVSSwitch *h = DVSState_SwitchFind(switchId);
+  if (h == nullptr) {
+    fprintf(stderr, "FENN %s doesn't exist.\n", switchId);
+    return ZOR_NOT_FOUND;
+  }
+  const uint32_t version = h->version;
+  const bool wide = version >= MIRROR_WIDE_VERSION;
+
+  /* The version prefix. */
+  const std::string_view spec = text != nullptr ? text : "";
+  if (spec.size() < PREFIX_LEN) {
+    fprintf(stderr, "DVMirror version is required: \"v1*\" or \"v2*\".\n");
+    return ZOR_BAD_PARAM;
+  }
+  if (spec[2] != '*') {
+    fprintf(stderr, "The first two chars should be DVMirror version: v1 or v2.\n");
+    return ZOR_BAD_PARAM;
+  }
+  uint32_t formatVersion = 0;
+  size_t fieldCount = 0;
+  if (spec[0] == 'v' && spec[1] == '2') {
+    formatVersion = 2;
+    fieldCount = V2_FIELDS;
+  } else if (spec[0] == 'v' && spec[1] == '3') {
+    formatVersion = 3;
+    fieldCount = V3_FIELDS;
+  } else {
+    fprintf(stderr, "Unsupported DVMirror session version %.2s\n", spec.data());
+    return ZOR_BAD_PARAM;
+  }
+
+  /* Counting pass: sessions and the room their entities can need. */
+  const std::string_view body = spec.substr(PREFIX_LEN);
+  uint32_t sessions = 0;
+  if (!CountSessions(body, fieldCount, &sessions)) return ZOR_BAD_PARAM;
+  const size_t commas = static_cast<size_t>(std::count(spec.begin(), spec.end(), ','));
+
+  std::optional<SourceTable> table;
+  if (sessions > 0) {
+    const size_t capacity = 3 * static_cast<size_t>(sessions) + commas;
+    const size_t entityLen = MirrorEntity_Len(wide);
+    const size_t size = MIRROR_TABLE_HEADER_LEN +
+                        static_cast<size_t>(MIRROR_SESSION_LEN) * sessions + entityLen * capacity;
+    std::optional<ByteWriter> bytes = NewBlock(size);
+    if (!bytes || capacity > UINT32_MAX) {
+      fprintf(stderr, "Failed to allocate session table of size %u\n", static_cast<unsigned>(size));
+      return ZOR_NO_MEMORY;
+    }
+    table.emplace(
+        SourceTable{std::move(*bytes), sessions, static_cast<uint32_t>(capacity), entityLen});
+    table->bytes.PutU32(MIRROR_TABLE_OFF_MAGIC, MIRROR_TABLE_MAGIC);
+    table->bytes.PutU32(MIRROR_TABLE_OFF_FORMAT, formatVersion);
+    table->bytes.PutU32(MIRROR_TABLE_OFF_SESSIONS, sessions);
+    table->bytes.PutU32(MIRROR_TABLE_OFF_ENTITIES, table->capacity);
+  }
+
+  /* Parse every session before anything is written. */
+  uint32_t entities = 0;
+  size_t start = 0;
+  for (uint32_t i = 0; i < sessions; i++) {
+    size_t end = body.find('*', start);
+    if (end == std::string_view::npos) end = body.size();
+    const ZOR_ReturnStatus status =
+        ParseSession(body.substr(start, end - start), i, formatVersion, wide, *table, &entities);
+    if (status != ZOR_OK) return status;
+    start = end + 1;
+  }
+  printf("total ports: %u\n", entities);
+
+  ZOR_ReturnStatus status = Mirror_ClearPortSessions(state, switchId, cls);
+  if (status != ZOR_OK) {
+    fprintf(stderr, "Failed to clear session property\n");
+    return status;
+  }
+  if (version <= MIRROR_MAX_UNSUPPORTED_VERSION) {
+    fprintf(stderr,
+            "Can't apply session as a dvPort property to FENN whose version is older than 6.0\n");
+    return ZOR_NOT_SUPPORTED;
+  }
+  status = Mirror_PushPortSessions(state, switchId, table ? &table->bytes : nullptr, wide, cls,
+                                   formatVersion);
+  if (status != ZOR_OK) fprintf(stderr, "Failed to push dvPort property\n");
+  return status;
+}
+
+ZOR_ReturnStatus Cmd_SetMirror(const CommandContext &ctx) {
+  return Mirror_SetSessions(ctx.state, ctx.sw, ctx.inv.mirrorSpec, ctx.cls);
+}
+
+/* ======================================================================
+ * Printer
+ * ====================================================================== */
+
+void Prop_PrintMirrorSessions(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader table(value, length);
+  printf("\t\t%s:\n", key);
+
+  const uint32_t sessions = table.U32(MIRROR_TABLE_OFF_SESSIONS).value_or(0);
+  const uint32_t formatVersion = table.U32(MIRROR_TABLE_OFF_FORMAT).value_or(0);
+  const bool wide = listingHighVersion;
+  const size_t entityBase =
+      MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * sessions;
+  uint32_t r = 0;
+  for (uint32_t i = 0; i < sessions; i++) {
+    if (!PrintSessionRecord(table, i, formatVersion, entityBase, wide, &r)) break;
+  }
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
