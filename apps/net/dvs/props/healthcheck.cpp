@@ -1,7 +1,9 @@
 /*
  * healthcheck.cpp --
  *
- *    The health-check family: the VLAN range bitmap parser.
+ *    The health-check family: the VLAN range bitmap parser, the commands
+ *    that deploy, parameterise and remove the checks, and the printers of
+ *    the check values and results.
  */
 
 #include "props/healthcheck.h"
@@ -9,6 +11,12 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#include <optional>
+
+#include "listing/listing.h"
+#include "props/bytes.h"
+#include "state/target.h"
 
 namespace {
 
@@ -68,4 +76,170 @@ int VlanBitmap_Parse(const char *text, uint8_t *bitmap) {
     pos = comma + 1;
   }
   return 0;
+}
+
+/* ---- Command handlers ----------------------------------------------------- */
+
+ZOR_ReturnStatus Cmd_TeamchkDeploy(const CommandContext &ctx) {
+  return Global_SetDeploy(ctx.state, ctx.sw, static_cast<uint32_t>(ctx.inv.checkInterval),
+                          CHECK_KEY_TEAM_DEPLOY);
+}
+
+ZOR_ReturnStatus Cmd_TeamchkParam(const CommandContext &ctx) {
+  ByteWriter param(CHECK_TEAM_PARAM_LEN);
+  param.PutU8(0, ctx.inv.teamchkParam);
+  return ctx.state.globalSet(ctx.sw, CHECK_KEY_TEAM_PARAM, param.Data(), param.Length(),
+                             PROP_CONFIG);
+}
+
+ZOR_ReturnStatus Cmd_TeamchkRemove(const CommandContext &ctx) {
+  return Global_ClearPair(ctx.state, ctx.sw, CHECK_KEY_TEAM_PARAM, CHECK_KEY_TEAM_DEPLOY);
+}
+
+ZOR_ReturnStatus Cmd_VlanMtuChkDeploy(const CommandContext &ctx) {
+  return Global_SetDeploy(ctx.state, ctx.sw, static_cast<uint32_t>(ctx.inv.checkInterval),
+                          CHECK_KEY_VLANMTU_DEPLOY);
+}
+
+ZOR_ReturnStatus Cmd_VlanMtuChkParam(const CommandContext &ctx) {
+  return Global_SetParamBlock(ctx.state, ctx.sw, ctx.inv.vlanRangeParam, CHECK_KEY_VLANMTU_PARAM);
+}
+
+ZOR_ReturnStatus Cmd_VlanMtuChkRemove(const CommandContext &ctx) {
+  return Global_ClearPair(ctx.state, ctx.sw, CHECK_KEY_VLANMTU_PARAM, CHECK_KEY_VLANMTU_DEPLOY);
+}
+
+ZOR_ReturnStatus Cmd_QeltVlmChkDeploy(const CommandContext &ctx) {
+  return Global_SetDeploy(ctx.state, ctx.sw, static_cast<uint32_t>(ctx.inv.checkInterval),
+                          CHECK_KEY_QELT_VLANMTU_DEPLOY);
+}
+
+ZOR_ReturnStatus Cmd_QeltVlmChkParam(const CommandContext &ctx) {
+  return Global_SetParamBlock(ctx.state, ctx.sw, ctx.inv.vlanRangeParam,
+                              CHECK_KEY_QELT_VLANMTU_PARAM);
+}
+
+ZOR_ReturnStatus Cmd_QeltVlmChkRemove(const CommandContext &ctx) {
+  return Global_ClearPair(ctx.state, ctx.sw, CHECK_KEY_QELT_VLANMTU_PARAM,
+                          CHECK_KEY_QELT_VLANMTU_DEPLOY);
+}
+
+/* ---- Printers --------------------------------------------------------------- */
+
+namespace {
+
+/* The words of one kind of check result. */
+struct CheckResultWords {
+  const char *bad;
+  const char *first;
+  const char *second;
+};
+
+const CheckResultWords vlanResultWords = {"\t\tBad VLAN result!\n",
+                                          "\t\tTrunked VLAN:", "\t\tUntrunked VLAN:"};
+const CheckResultWords mtuResultWords = {"\t\tBad MTU result!\n",
+                                         "\t\tAllowed MTU:", "\t\tDisallowed MTU:"};
+
+/* Prints count ranges from range first on, "low-high" or "low", separated by ','. */
+void PrintResultRanges(const ByteReader &r, uint32_t first, uint32_t count) {
+  for (uint32_t i = first; i < first + count; i++) {
+    const size_t range = CHECK_RESULT_OFF_RANGES + static_cast<size_t>(CHECK_RESULT_RANGE_LEN) * i;
+    const int low = r.U16(range + CHECK_RESULT_RANGE_OFF_LOW).value_or(0);
+    const int high = r.U16(range + CHECK_RESULT_RANGE_OFF_HIGH).value_or(0);
+    if (i > first) printf(",");
+    if (low == high) {
+      printf("%d", low);
+    } else {
+      printf("%d-%d", low, high);
+    }
+  }
+}
+
+/*
+ * Prints a CheckResult with words; a value that is not exactly as long as
+ * its two counts say is reported as bad, so every range read lies inside.
+ */
+void PrintCheckResult(const void *value, uint32_t length, const CheckResultWords &words) {
+  const ByteReader r(value, length);
+  const std::optional<uint16_t> first = r.U16(CHECK_RESULT_OFF_FIRST_COUNT);
+  const std::optional<uint16_t> second = r.U16(CHECK_RESULT_OFF_SECOND_COUNT);
+  if (!first || !second ||
+      length != CHECK_RESULT_OFF_RANGES + static_cast<uint64_t>(CHECK_RESULT_RANGE_LEN) *
+                                              (static_cast<uint64_t>(*first) + *second)) {
+    fputs(words.bad, stdout);
+    return;
+  }
+  fputs(words.first, stdout);
+  PrintResultRanges(r, 0, *first);
+  printf("\n");
+  fputs(words.second, stdout);
+  PrintResultRanges(r, *first, *second);
+  printf("\n");
+}
+
+bool BitIsSet(const uint8_t *bitmap, uint32_t bit) {
+  return (bitmap[bit / 8] & (1u << (bit % 8))) != 0;
+}
+
+}  // namespace
+
+void Prop_PrintCheckDeploy(const char *key, const void *value, uint32_t length,
+                           int32_t /* flags */) {
+  const ByteReader r(value, length);
+  printf("\t\t%s:\n", key);
+  const std::optional<uint8_t> enabled = r.U8(CHECK_DEPLOY_OFF_ENABLED);
+  if (!enabled) return;
+  printf("\t\t\tstatus is %s\n", *enabled == 1 ? "Enabled" : "Disabled");
+  const std::optional<uint32_t> interval = r.U32(CHECK_DEPLOY_OFF_INTERVAL);
+  if (!interval) return;
+  printf("\t\t\tinterval is %d minutes\n", static_cast<int>(*interval));
+}
+
+void Prop_PrintTeamCheckParam(const char *key, const void *value, uint32_t length,
+                              int32_t /* flags */) {
+  const ByteReader r(value, length);
+  /* An unsigned integer of the value's own length, little-endian, at most four bytes. */
+  uint32_t param = 0;
+  const uint32_t width = length < CHECK_TEAM_PARAM_MAX_LEN ? length : CHECK_TEAM_PARAM_MAX_LEN;
+  for (uint32_t i = 0; i < width; i++)
+    param |= static_cast<uint32_t>(r.U8(i).value_or(0)) << (8 * i);
+  printf("\t\t%s: %s\n", key, param != 0 ? "IPHASH" : "NonIPHASH");
+}
+
+void Prop_PrintVlanRanges(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader r(value, length);
+  printf("\t\t%s:\n", key);
+  printf("\t\t\tranges =");
+  const uint32_t bytes = length < VLAN_BITMAP_LEN ? length : VLAN_BITMAP_LEN;
+  const uint8_t *bitmap = r.Bytes(0, bytes);
+  const uint32_t bits = bitmap != nullptr ? bytes * 8 : 0;
+  uint32_t vlan = 0;
+  while (vlan < bits) {
+    if (!BitIsSet(bitmap, vlan)) {
+      vlan++;
+      continue;
+    }
+    uint32_t last = vlan;
+    while (last + 1 < bits && BitIsSet(bitmap, last + 1)) last++;
+    if (last > vlan) {
+      printf(" %u-%u", vlan, last);
+    } else {
+      printf(" %u", vlan);
+    }
+    vlan = last + 1;
+  }
+  printf("\n");
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
+
+void Prop_PrintVlanCheckResult(const char * /* key */, const void *value, uint32_t length,
+                               int32_t /* flags */) {
+  PrintCheckResult(value, length, vlanResultWords);
+}
+
+void Prop_PrintMtuCheckResult(const char * /* key */, const void *value, uint32_t length,
+                              int32_t /* flags */) {
+  PrintCheckResult(value, length, mtuResultWords);
 }

@@ -1,0 +1,403 @@
+/*
+ * respool.cpp --
+ *
+ *    Network resource pools and host status: parsers, the commands that
+ *    publish the values to the kernel, and the printers of the listing.
+ */
+
+#include "props/respool.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "events/events.h"
+#include "listing/listing.h"
+#include "props/bytes.h"
+
+namespace {
+
+/* ---- Value-name tables ------------------------------------------------ */
+
+/* Host status colours, by stored value. */
+const char *const hostStatusColours[] = {"green", "yellow", "red"};
+constexpr uint32_t HOST_STATUS_COLOURS = sizeof hostStatusColours / sizeof hostStatusColours[0];
+
+/* ---- Parsing helpers -------------------------------------------------- */
+
+/*
+ * A zeroed writer of length bytes, or none after printing the family's
+ * allocation message. Lengths that a 32-bit value length cannot carry are
+ * refused the same way.
+ */
+std::optional<ByteWriter> NewValue(size_t length) {
+  if (length <= UINT32_MAX) {
+    try {
+      return ByteWriter(length);
+    } catch (const std::bad_alloc &) {
+    }
+  }
+  fputs("Unable to allocate memory\n", stderr);
+  return std::nullopt;
+}
+
+/* The number of ';'-separated items: 0 for an empty text. */
+uint32_t CountItems(std::string_view text) {
+  if (text.empty()) return 0;
+  uint32_t n = 1;
+  for (char c : text) n += c == ';' ? 1 : 0;
+  return n;
+}
+
+/* The item of text that begins at pos and ends before the next ';' (or at the end). */
+std::string_view ItemAt(std::string_view text, size_t pos) {
+  const size_t end = text.find(';', pos);
+  return text.substr(pos, end == std::string_view::npos ? std::string_view::npos : end - pos);
+}
+
+/*
+ * One number as the "%u" or "%d" conversions of sscanf read it (leading
+ * blanks, an optional sign, decimal digits); the value keeps its low 32
+ * bits. Returns false when no number stands at text.
+ */
+bool ScanNumber(const char *text, uint32_t *value, const char **end) {
+  char *stop = nullptr;
+  const long long parsed = strtoll(text, &stop, 10);
+  if (stop == text) return false;
+  *value = static_cast<uint32_t>(static_cast<unsigned long long>(parsed));
+  *end = stop;
+  return true;
+}
+
+/*
+ * The "%u:%u:%d:%u" scan of a configuration entry's numbers: fills the
+ * first fields of numbers and returns how many were converted (0 to 4).
+ */
+int ScanEntryNumbers(const char *text, uint32_t numbers[4]) {
+  const char *pos = text;
+  for (int i = 0; i < 4; i++) {
+    if (i > 0) {
+      if (*pos != ':') return i;
+      pos++;
+    }
+    if (!ScanNumber(pos, &numbers[i], &pos)) return i;
+  }
+  return 4;
+}
+
+/* Replaces value with the writer's bytes and returns 0. */
+ZOR_ReturnStatus Done(ByteWriter &writer, std::vector<uint8_t> &value) {
+  value = writer.Take();
+  return ZOR_OK;
+}
+
+/* ---- Printing helpers ------------------------------------------------- */
+
+/* Prints a text field as read by ByteReader::Text (it may hold no NUL). */
+void PutText(std::string_view text) {
+  fwrite(text.data(), 1, text.size(), stdout);
+}
+
+}  // namespace
+
+/* ---- Parsers ------------------------------------------------------------ */
+
+ZOR_ReturnStatus Respool_ParseList(const char *text, std::vector<uint8_t> &value) {
+  const std::string_view all(text);
+  const uint32_t n = CountItems(all);
+  std::optional<ByteWriter> list =
+      NewValue(RESPOOL_LIST_OFF_ENTRIES + static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * n);
+  if (!list) return ZOR_NO_RESOURCES;
+  list->PutU32(RESPOOL_LIST_OFF_COUNT, n);
+
+  size_t pos = 0;
+  for (uint32_t i = 0; i < n; i++) {
+    const std::string_view item = ItemAt(all, pos);
+    if (item.size() > RESPOOL_ID_MAX_CHARS) {
+      fprintf(stderr, "Incorrect data format. Network resource pool id is too long (max %d).\n",
+              RESPOOL_ID_MAX_CHARS);
+      return ZOR_BAD_PARAM;
+    }
+    list->PutBytes(RESPOOL_LIST_OFF_ENTRIES + static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * i,
+                   item.data(), item.size());
+    pos += item.size() + 1;
+  }
+  return Done(*list, value);
+}
+
+ZOR_ReturnStatus Respool_ParseConfig(const char *text, std::vector<uint8_t> &value) {
+  const std::string_view all(text);
+  const uint32_t n = CountItems(all);
+  std::optional<ByteWriter> config =
+      NewValue(RESPOOL_CFG_OFF_ENTRIES + static_cast<size_t>(RESPOOL_CFG_ENTRY_LEN) * n);
+  if (!config) return ZOR_NO_RESOURCES;
+  config->PutU32(RESPOOL_CFG_OFF_COUNT, n);
+
+  size_t pos = 0;
+  for (uint32_t i = 0; i < n; i++) {
+    const std::string_view item = ItemAt(all, pos);
+    const size_t colon = item.find(':');
+    if (colon == std::string_view::npos) {
+      fputs("Incorrect data format.\n", stderr);
+      return ZOR_BAD_PARAM;
+    }
+    if (colon > RESPOOL_ID_MAX_CHARS) {
+      fprintf(stderr, "Incorrect data format. Network resource pool id is too long (%d, max %d).\n",
+              static_cast<int>(colon), RESPOOL_ID_MAX_CHARS);
+      return ZOR_BAD_PARAM;
+    }
+    /* reservation, shares, limit, tag; the scan stops at the entry's ';' by itself. */
+    uint32_t numbers[4] = {};
+    if (ScanEntryNumbers(item.data() + colon + 1, numbers) != 4) {
+      fputs("Incorrect data format. Expect: pool:resv:share:limit:tag;...\n", stderr);
+      return ZOR_BAD_PARAM;
+    }
+    const size_t entry = RESPOOL_CFG_OFF_ENTRIES + static_cast<size_t>(RESPOOL_CFG_ENTRY_LEN) * i;
+    config->PutBytes(entry + RESPOOL_CFG_ENTRY_OFF_ID, item.data(), colon);
+    config->PutU8(entry + RESPOOL_CFG_ENTRY_OFF_TAG, static_cast<uint8_t>(numbers[3]));
+    config->PutU32(entry + RESPOOL_CFG_ENTRY_OFF_RESERVATION, numbers[0]);
+    config->PutU32(entry + RESPOOL_CFG_ENTRY_OFF_SHARES, numbers[1]);
+    config->PutU32(entry + RESPOOL_CFG_ENTRY_OFF_LIMIT, numbers[2]);
+    pos += item.size() + 1;
+  }
+  return Done(*config, value);
+}
+
+ZOR_ReturnStatus Respool_ParseAssociation(const char *text, std::vector<uint8_t> &value) {
+  if (!ByteWriter::TextFits(text, RESPOOL_ID_LEN)) {
+    fprintf(stderr, "Incorrect data format. Network resource pool id is too long (max %d).\n",
+            RESPOOL_ID_MAX_CHARS);
+    return ZOR_BAD_PARAM;
+  }
+  std::optional<ByteWriter> assoc = NewValue(RESPOOL_ASSOC_LEN);
+  if (!assoc) return ZOR_NO_RESOURCES;
+  assoc->PutU32(RESPOOL_ASSOC_OFF_ONE, 1);
+  assoc->PutText(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN, text);
+  return Done(*assoc, value);
+}
+
+ZOR_ReturnStatus Respool_ParseScheduling(const char *text, std::vector<uint8_t> &value) {
+  uint8_t active;
+  if (strncmp(text, "activate", strlen("activate")) == 0) {
+    active = 1;
+  } else if (strncmp(text, "deactivate", strlen("deactivate")) == 0) {
+    active = 0;
+  } else {
+    fprintf(stderr, "Invalid argument [activate|deactivate] but %s is passed\n", text);
+    return ZOR_BAD_PARAM;
+  }
+  value.assign(RESPOOL_SCHED_LEN, active);
+  return ZOR_OK;
+}
+
+ZOR_ReturnStatus HostStatus_Parse(const char *text, std::vector<uint8_t> &value) {
+  const std::string_view all(text);
+  const size_t colon = all.find(':');
+  const std::string_view colour = all.substr(0, colon);
+  const std::string message(colon == std::string_view::npos ? "" : all.substr(colon + 1));
+
+  uint32_t code = HOST_STATUS_COLOURS;
+  for (uint32_t i = 0; i < HOST_STATUS_COLOURS; i++) {
+    if (colour == hostStatusColours[i]) code = i;
+  }
+  if (code == HOST_STATUS_COLOURS) {
+    fprintf(stderr, "Invalid color: %.*s\n", static_cast<int>(colour.size()), colour.data());
+    return ZOR_BAD_PARAM;
+  }
+  std::optional<ByteWriter> status = NewValue(HOST_STATUS_LEN);
+  if (!status) return ZOR_NO_RESOURCES;
+  status->PutU32(HOST_STATUS_OFF_COLOUR, code);
+  status->PutText(HOST_STATUS_OFF_MESSAGE, HOST_STATUS_MESSAGE_LEN, message.c_str());
+  return Done(*status, value);
+}
+
+/* ---- Operations and command handlers ----------------------------------- */
+
+namespace {
+
+uint32_t LengthOf(const std::vector<uint8_t> &value) {
+  return static_cast<uint32_t>(value.size());
+}
+
+/* -K and -z name a port; without one there is nothing to write to. */
+void RequirePort(const CommandContext &ctx) {
+  if (ctx.inv.portName != nullptr) return;
+  fputs("port name not specified.\n", stderr);
+  Usage_Print();
+}
+
+}  // namespace
+
+ZOR_ReturnStatus Respool_SetList(const char *sw, const char *text) {
+  std::vector<uint8_t> value;
+  ZOR_ReturnStatus status = Respool_ParseList(text, value);
+  if (status != ZOR_OK) return status;
+  status =
+      KERNEL_STATE_OPS.globalSet(sw, RESPOOL_KEY_LIST, value.data(), LengthOf(value), PROP_CONFIG);
+  if (status != ZOR_OK) fputs("Fail to set the network resource pools list\n", stderr);
+  return status;
+}
+
+ZOR_ReturnStatus Respool_SetPortConfig(const char *sw, const char *port, const char *text) {
+  std::vector<uint8_t> value;
+  ZOR_ReturnStatus status = Respool_ParseConfig(text, value);
+  if (status != ZOR_OK) return status;
+  status = KERNEL_STATE_OPS.portSet(sw, port, RESPOOL_KEY_PORT_CFG, value.data(), LengthOf(value),
+                                    PROP_CONFIG);
+  if (status != ZOR_OK) fputs("Fail to set the network resource pools configuration\n", stderr);
+  return status;
+}
+
+ZOR_ReturnStatus Respool_SetAssociation(const char *sw, const char *port, const char *text) {
+  if (text[0] == '\0') return KERNEL_STATE_OPS.portClear(sw, port, RESPOOL_KEY_PORT_ASSOC);
+  std::vector<uint8_t> value;
+  ZOR_ReturnStatus status = Respool_ParseAssociation(text, value);
+  if (status != ZOR_OK) return status;
+  status = KERNEL_STATE_OPS.portSet(sw, port, RESPOOL_KEY_PORT_ASSOC, value.data(), LengthOf(value),
+                                    PROP_CONFIG);
+  if (status != ZOR_OK) fprintf(stderr, "Fail to associate to network resource pool %s\n", text);
+  return status;
+}
+
+ZOR_ReturnStatus Respool_SetScheduling(const char *sw, const char *text) {
+  std::vector<uint8_t> value;
+  ZOR_ReturnStatus status = Respool_ParseScheduling(text, value);
+  if (status != ZOR_OK) return status;
+  status =
+      KERNEL_STATE_OPS.globalSet(sw, RESPOOL_KEY_SCHED, value.data(), LengthOf(value), PROP_CONFIG);
+  if (status != ZOR_OK) {
+    fprintf(stderr, "Fail to %s network resource pools scheduling\n",
+            value[0] != 0 ? "activate" : "deactivate");
+  }
+  return status;
+}
+
+ZOR_ReturnStatus HostStatus_Set(const char *sw, const char *text) {
+  std::vector<uint8_t> value;
+  ZOR_ReturnStatus status = HostStatus_Parse(text, value);
+  if (status != ZOR_OK) return status;
+  status =
+      KERNEL_STATE_OPS.hostSet(sw, HOST_STATUS_KEY, value.data(), LengthOf(value), PROP_CONFIG);
+  if (status != ZOR_OK) fputs("DVSZOR_HostPropSet failed\n", stderr);
+  /* Listeners learn of the change even when the write failed. */
+  Event_Post(EVENT_HOST_STATUS, sw, nullptr, nullptr, 0);
+  return status;
+}
+
+ZOR_ReturnStatus Cmd_SetRespoolList(const CommandContext &ctx) {
+  return Respool_SetList(ctx.sw, ctx.inv.commandArg);
+}
+
+ZOR_ReturnStatus Cmd_SetRespoolConfig(const CommandContext &ctx) {
+  RequirePort(ctx);
+  return Respool_SetPortConfig(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
+}
+
+ZOR_ReturnStatus Cmd_SetRespoolAssociation(const CommandContext &ctx) {
+  RequirePort(ctx);
+  return Respool_SetAssociation(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
+}
+
+ZOR_ReturnStatus Cmd_SetRespoolScheduling(const CommandContext &ctx) {
+  return Respool_SetScheduling(ctx.sw, ctx.inv.commandArg);
+}
+
+ZOR_ReturnStatus Cmd_SetHostStatus(const CommandContext &ctx) {
+  return HostStatus_Set(ctx.sw, ctx.inv.commandArg);
+}
+
+/* ---- Printers ------------------------------------------------------------ */
+
+void Prop_PrintRespoolsSched(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader r(value, length);
+  printf("\t\t%s:\n", key);
+  const std::optional<uint8_t> active = r.U8(0);
+  if (!active) return;
+  printf("\t\t\t%s\n", *active != 0 ? "active" : "inactive");
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
+
+void Prop_PrintRespoolsCfg(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader r(value, length);
+  printf("\t\t%s:\n", key);
+  const std::optional<uint32_t> n = r.U32(RESPOOL_CFG_OFF_COUNT);
+  if (!n) return;
+  if (*n == 0) printf("\t\t\t<none>\n");
+  for (uint32_t i = 0; i < *n; i++) {
+    const size_t entry = RESPOOL_CFG_OFF_ENTRIES + static_cast<size_t>(RESPOOL_CFG_ENTRY_LEN) * i;
+    /* The limit is the last field read: an entry that holds it holds the others. */
+    const std::optional<int32_t> limit = r.I32(entry + RESPOOL_CFG_ENTRY_OFF_LIMIT);
+    if (!limit) return;
+    printf("\t\t\t");
+    PutText(r.Text(entry + RESPOOL_CFG_ENTRY_OFF_ID, RESPOOL_ID_LEN).value_or(""));
+    printf(":%d:%d:%d:%d\n", static_cast<int>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_RESERVATION)),
+           static_cast<int>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_SHARES)), *limit,
+           *r.U8(entry + RESPOOL_CFG_ENTRY_OFF_TAG));
+  }
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
+
+void Prop_PrintRespoolsList(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader r(value, length);
+  printf("\t\t%s:\n", key);
+  const std::optional<uint32_t> n = r.U32(RESPOOL_LIST_OFF_COUNT);
+  if (!n) return;
+  if (*n == 0) printf("\t\t\t<none>\n");
+  for (uint32_t i = 0; i < *n; i++) {
+    const std::optional<std::string_view> id = r.Text(
+        RESPOOL_LIST_OFF_ENTRIES + static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * i, RESPOOL_ID_LEN);
+    if (!id) return;
+    printf("\t\t\t");
+    PutText(*id);
+    printf("\n");
+  }
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
+
+void Prop_PrintRespoolAssoc(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader r(value, length);
+  printf("\t\t%s:\n", key);
+  const std::optional<std::string_view> id = r.Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
+  if (!id) return;
+  printf("\t\t\t");
+  PutText(*id);
+  printf("\n\t\t\tpropType = %s\n", flagsText);
+}
+
+void Prop_PrintHostStatus(const char *key, const void *value, uint32_t length, int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  const ByteReader r(value, length);
+  printf("\t\t%s = ", key);
+  const std::optional<uint32_t> colour = r.U32(HOST_STATUS_OFF_COLOUR);
+  if (!colour) {
+    printf("\n");
+    return;
+  }
+  if (*colour >= HOST_STATUS_COLOURS) {
+    printf("unknown value %u, \tpropType = %s\n", *colour, flagsText);
+    return;
+  }
+  printf("%s ", hostStatusColours[*colour]);
+  const std::optional<std::string_view> message =
+      r.Text(HOST_STATUS_OFF_MESSAGE, HOST_STATUS_MESSAGE_LEN);
+  if (!message) {
+    printf("\n");
+    return;
+  }
+  PutText(*message);
+  printf(", \tpropType = %s\n", flagsText);
+}

@@ -1,0 +1,111 @@
+/*
+ * healthcheck_test.cpp --
+ *
+ *    The printers of the health-check values and of the per-port check
+ *    results, on values built by the range parser and by hand, including
+ *    short values and results whose counts disagree with their length.
+ */
+
+#include "props/healthcheck.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+typedef void (*Printer)(const char *key, const void *value, uint32_t length, int32_t flags);
+
+std::string Print(Printer print, const Bytes &value, int32_t flags = 0x10) {
+  testing::internal::CaptureStdout();
+  print("k", value.empty() ? nullptr : value.data(), static_cast<uint32_t>(value.size()), flags);
+  return testing::internal::GetCapturedStdout();
+}
+
+/* The bitmap that VlanBitmap_Parse builds from text (its "set vlan" lines are dropped). */
+Bytes Bitmap(const char *text) {
+  Bytes bitmap(VLAN_BITMAP_LEN);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(VlanBitmap_Parse(text, bitmap.data()), 0) << text;
+  testing::internal::GetCapturedStdout();
+  return bitmap;
+}
+
+struct PrintCase {
+  const char *what;
+  Printer print;
+  Bytes value;
+  std::string out;
+};
+
+TEST(HealthCheckPrint, DeployParamAndRanges) {
+  Bytes longer = Bitmap("4094");
+  longer.push_back(0xff); /* bits past VLAN 4095 are not part of the bitmap */
+  const std::string ranges = "\t\tk:\n\t\t\tranges =";
+  const std::string policy = "\t\t\tpropType = POLICY \n";
+  const std::vector<PrintCase> cases = {
+      {"deployed for 15 minutes",
+       Prop_PrintCheckDeploy,
+       {1, 0x0f, 0, 0, 0},
+       "\t\tk:\n\t\t\tstatus is Enabled\n\t\t\tinterval is 15 minutes\n"},
+      {"enabled byte other than 1",
+       Prop_PrintCheckDeploy,
+       {2, 0x1e, 0, 0, 0},
+       "\t\tk:\n\t\t\tstatus is Disabled\n\t\t\tinterval is 30 minutes\n"},
+      {"deploy cut in its interval",
+       Prop_PrintCheckDeploy,
+       {1, 5, 0},
+       "\t\tk:\n\t\t\tstatus is Enabled\n"},
+      {"teaming parameter 1", Prop_PrintTeamCheckParam, {1}, "\t\tk: IPHASH\n"},
+      {"teaming parameter 0", Prop_PrintTeamCheckParam, {0}, "\t\tk: NonIPHASH\n"},
+      {"four-byte parameter read whole", Prop_PrintTeamCheckParam, {0, 0, 0, 1}, "\t\tk: IPHASH\n"},
+      {"only four bytes are read", Prop_PrintTeamCheckParam, {0, 0, 0, 0, 1}, "\t\tk: NonIPHASH\n"},
+      {"empty parameter", Prop_PrintTeamCheckParam, {}, "\t\tk: NonIPHASH\n"},
+      {"runs and single VLANs", Prop_PrintVlanRanges, Bitmap("1-10,20,4093-4094"),
+       ranges + " 1-10 20 4093-4094\n" + policy},
+      {"VLAN 0 and adjacent items merge", Prop_PrintVlanRanges, Bitmap("0,1,2,7"),
+       ranges + " 0-2 7\n" + policy},
+      {"no bit set", Prop_PrintVlanRanges, Bitmap(""), ranges + "\n" + policy},
+      {"short bitmap", Prop_PrintVlanRanges, {0x80, 0x01}, ranges + " 7-8\n" + policy},
+      {"longer value", Prop_PrintVlanRanges, longer, ranges + " 4094\n" + policy},
+  };
+  for (const PrintCase &c : cases) {
+    EXPECT_EQ(Print(c.print, c.value, c.print == Prop_PrintVlanRanges ? 0x08 : 0x10), c.out)
+        << c.what;
+  }
+}
+
+TEST(HealthCheckPrint, ResultsCheckTheirLength) {
+  /* A = 1 (1-100), B = 1 (200-200). */
+  const Bytes one = {1, 0, 1, 0, 1, 0, 100, 0, 200, 0, 200, 0};
+  /* A = 2 (5, 7-9), B = 0. */
+  const Bytes two = {2, 0, 0, 0, 5, 0, 5, 0, 7, 0, 9, 0};
+  Bytes extra = one;
+  extra.resize(16);
+  const std::vector<PrintCase> cases = {
+      {"one range each", Prop_PrintVlanCheckResult, one,
+       "\t\tTrunked VLAN:1-100\n\t\tUntrunked VLAN:200\n"},
+      {"MTU words", Prop_PrintMtuCheckResult, one,
+       "\t\tAllowed MTU:1-100\n\t\tDisallowed MTU:200\n"},
+      {"two in the first list", Prop_PrintVlanCheckResult, two,
+       "\t\tTrunked VLAN:5,7-9\n\t\tUntrunked VLAN:\n"},
+      {"no ranges",
+       Prop_PrintMtuCheckResult,
+       {0, 0, 0, 0},
+       "\t\tAllowed MTU:\n\t\tDisallowed MTU:\n"},
+      {"longer than the counts", Prop_PrintVlanCheckResult, extra, "\t\tBad VLAN result!\n"},
+      {"counts that lie",
+       Prop_PrintVlanCheckResult,
+       {0xff, 0xff, 0xff, 0xff, 1, 0, 1, 0},
+       "\t\tBad VLAN result!\n"},
+      {"no room for the counts", Prop_PrintMtuCheckResult, {1, 0}, "\t\tBad MTU result!\n"},
+      {"empty", Prop_PrintVlanCheckResult, {}, "\t\tBad VLAN result!\n"},
+  };
+  for (const PrintCase &c : cases) {
+    EXPECT_EQ(Print(c.print, c.value), c.out) << c.what;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,226 @@
+/*
+ * respool_test.cpp --
+ *
+ *    Resource pool and host status values without a switch: the byte
+ *    layouts the parsers build, their refusals, and the printers on built,
+ *    short and lying values. Values live in exactly sized buffers so that
+ *    the sanitizer build catches any read past them.
+ */
+
+#include "props/respool.h"
+
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+typedef ZOR_ReturnStatus (*Parser)(const char *text, Bytes &value);
+typedef void (*Printer)(const char *key, const void *value, uint32_t length, int32_t flags);
+
+/* Runs parse on text; returns its status and fills value and the captured standard error. */
+ZOR_ReturnStatus Parse(Parser parse, const std::string &text, Bytes &value, std::string &err) {
+  testing::internal::CaptureStderr();
+  const ZOR_ReturnStatus status = parse(text.c_str(), value);
+  err = testing::internal::GetCapturedStderr();
+  return status;
+}
+
+std::string Print(Printer print, const Bytes &value, int32_t flags = 0x10) {
+  testing::internal::CaptureStdout();
+  print("k", value.empty() ? nullptr : value.data(), static_cast<uint32_t>(value.size()), flags);
+  return testing::internal::GetCapturedStdout();
+}
+
+void PutLe32(Bytes &b, size_t at, uint32_t v) {
+  for (int i = 0; i < 4; i++) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
+}
+
+void PutStr(Bytes &b, size_t at, const char *s) {
+  memcpy(b.data() + at, s, strlen(s));
+}
+
+TEST(RespoolParse, ListAndConfigurationLayouts) {
+  Bytes value;
+  std::string err;
+  ASSERT_EQ(Parse(Respool_ParseList, "gold;silver", value, err), ZOR_OK);
+  Bytes list(404, 0);
+  list[0] = 2;
+  PutStr(list, 4, "gold");
+  PutStr(list, 204, "silver");
+  EXPECT_EQ(value, list);
+
+  ASSERT_EQ(Parse(Respool_ParseConfig, "pool1:100:50:-1:3;p2:4294967297:7:9:258", value, err),
+            ZOR_OK);
+  Bytes cfg(428, 0);
+  cfg[0] = 2;
+  PutStr(cfg, 4, "pool1");
+  cfg[132] = 3;           /* tag */
+  PutLe32(cfg, 133, 100); /* reservation, unaligned */
+  PutLe32(cfg, 204, 50);  /* shares */
+  PutLe32(cfg, 208, ~0u); /* limit -1 */
+  PutStr(cfg, 216, "p2");
+  cfg[344] = 2;         /* 258 keeps its low byte */
+  PutLe32(cfg, 345, 1); /* 2^32 + 1 keeps its low 32 bits */
+  PutLe32(cfg, 416, 7);
+  PutLe32(cfg, 420, 9);
+  EXPECT_EQ(value, cfg);
+
+  /* Empty texts are lists of none. */
+  for (Parser parse : {Respool_ParseList, Respool_ParseConfig}) {
+    ASSERT_EQ(Parse(parse, "", value, err), ZOR_OK);
+    EXPECT_EQ(value, Bytes(4, 0));
+  }
+
+  ASSERT_EQ(Parse(Respool_ParseAssociation, "gold", value, err), ZOR_OK);
+  Bytes assoc(516, 0);
+  assoc[0] = 1;
+  PutStr(assoc, 4, "gold");
+  EXPECT_EQ(value, assoc);
+}
+
+TEST(RespoolParse, SchedulingAndHostStatus) {
+  Bytes value;
+  std::string err;
+  EXPECT_EQ(Parse(Respool_ParseScheduling, "activated", value, err), ZOR_OK);
+  EXPECT_EQ(value, Bytes{1});
+  EXPECT_EQ(Parse(Respool_ParseScheduling, "deactivate", value, err), ZOR_OK);
+  EXPECT_EQ(value, Bytes{0});
+
+  ASSERT_EQ(Parse(HostStatus_Parse, "yellow:uplink lost:again", value, err), ZOR_OK);
+  Bytes status(260, 0);
+  status[0] = 1;
+  PutStr(status, 4, "uplink lost:again");
+  EXPECT_EQ(value, status);
+
+  ASSERT_EQ(Parse(HostStatus_Parse, "green", value, err), ZOR_OK);
+  EXPECT_EQ(value, Bytes(260, 0));
+
+  /* A message over 255 characters is cut; the field stays NUL-terminated. */
+  ASSERT_EQ(Parse(HostStatus_Parse, "red:" + std::string(300, 'm'), value, err), ZOR_OK);
+  Bytes cut(260, 0);
+  cut[0] = 2;
+  memset(cut.data() + 4, 'm', 255);
+  EXPECT_EQ(value, cut);
+}
+
+struct RefusalCase {
+  Parser parse;
+  std::string text;
+  ZOR_ReturnStatus status;
+  std::string err;
+};
+
+TEST(RespoolParse, BadTextsAreRefusedWithTheirMessage) {
+  const std::string id127(127, 'i');
+  const std::string id128(128, 'i');
+  const std::string listTooLong =
+      "Incorrect data format. Network resource pool id is too long (max 127).\n";
+  const std::string expect = "Incorrect data format. Expect: pool:resv:share:limit:tag;...\n";
+  const std::vector<RefusalCase> cases = {
+      {Respool_ParseList, id127 + ";" + id127, ZOR_OK, ""},
+      {Respool_ParseList, "a;" + id128, ZOR_BAD_PARAM, listTooLong},
+      {Respool_ParseList, ";;", ZOR_OK, ""},
+      {Respool_ParseConfig, id127 + ":1:2:3:4", ZOR_OK, ""},
+      {Respool_ParseConfig, id128 + ":1:2:3:4", ZOR_BAD_PARAM,
+       "Incorrect data format. Network resource pool id is too long (128, max 127).\n"},
+      {Respool_ParseConfig, "pool1:100:50", ZOR_BAD_PARAM, expect},
+      {Respool_ParseConfig, "pool1:100:50:-1:x", ZOR_BAD_PARAM, expect},
+      {Respool_ParseConfig, "pool1", ZOR_BAD_PARAM, "Incorrect data format.\n"},
+      {Respool_ParseConfig, "p:1:2:3:4;", ZOR_BAD_PARAM, "Incorrect data format.\n"},
+      /* Each entry ends at its ';': the ID's ':' is not looked for in the next one. */
+      {Respool_ParseConfig, "p;q:1:2:3:4", ZOR_BAD_PARAM, "Incorrect data format.\n"},
+      {Respool_ParseConfig, "p:1:2:3:4;q:5;6:7:8", ZOR_BAD_PARAM, expect},
+      {Respool_ParseConfig, "p:99999999999999999999999:2:3:4", ZOR_OK, ""},
+      {Respool_ParseAssociation, id127, ZOR_OK, ""},
+      {Respool_ParseAssociation, id128, ZOR_BAD_PARAM, listTooLong},
+      {Respool_ParseScheduling, "", ZOR_BAD_PARAM,
+       "Invalid argument [activate|deactivate] but  is passed\n"},
+      {Respool_ParseScheduling, "Activate", ZOR_BAD_PARAM,
+       "Invalid argument [activate|deactivate] but Activate is passed\n"},
+      {HostStatus_Parse, "Red:down", ZOR_BAD_PARAM, "Invalid color: Red\n"},
+      {HostStatus_Parse, "", ZOR_BAD_PARAM, "Invalid color: \n"},
+      {HostStatus_Parse, ":green", ZOR_BAD_PARAM, "Invalid color: \n"},
+      {HostStatus_Parse, "greenish", ZOR_BAD_PARAM, "Invalid color: greenish\n"},
+  };
+  for (const RefusalCase &c : cases) {
+    SCOPED_TRACE("text: \"" + c.text + "\"");
+    Bytes value = {0xee};
+    std::string err;
+    EXPECT_EQ(Parse(c.parse, c.text, value, err), c.status);
+    EXPECT_EQ(err, c.err);
+    if (c.status != ZOR_OK) {
+      EXPECT_EQ(value, Bytes{0xee}); /* nothing built */
+    }
+  }
+}
+
+struct PrintCase {
+  const char *what;
+  Printer print;
+  Bytes value;
+  std::string out;
+};
+
+TEST(RespoolPrint, PrintersReadOnlyWhatTheValueHolds) {
+  Bytes value;
+  std::string err;
+  ASSERT_EQ(Parse(Respool_ParseConfig, "pool1:100:50:-1:3;p2:1:2:3:255", value, err), ZOR_OK);
+  const Bytes cfg = value;
+  ASSERT_EQ(Parse(Respool_ParseList, "gold;silver", value, err), ZOR_OK);
+  const Bytes list = value;
+  ASSERT_EQ(Parse(Respool_ParseAssociation, "gold", value, err), ZOR_OK);
+  const Bytes assoc = value;
+  ASSERT_EQ(Parse(HostStatus_Parse, "yellow:uplink lost", value, err), ZOR_OK);
+  const Bytes yellow = value;
+
+  Bytes cfgLies(cfg.begin(), cfg.end() - 212); /* count 2, one entry */
+  Bytes listLies = list;
+  listLies[0] = 9;
+  Bytes unknownColour = yellow;
+  unknownColour[0] = 7;
+  Bytes noNul(4 + 3, 0);
+  noNul[0] = 2;
+  PutStr(noNul, 4, "abc");
+
+  const std::string head = "\t\tk:\n";
+  const std::string type = "\t\t\tpropType = CONFIG \n";
+  const std::vector<PrintCase> cases = {
+      {"two pools' configuration", Prop_PrintRespoolsCfg, cfg,
+       head + "\t\t\tpool1:100:50:-1:3\n\t\t\tp2:1:2:3:255\n" + type},
+      {"configuration of none", Prop_PrintRespoolsCfg, Bytes(4, 0), head + "\t\t\t<none>\n" + type},
+      {"configuration count that lies", Prop_PrintRespoolsCfg, cfgLies,
+       head + "\t\t\tpool1:100:50:-1:3\n"},
+      {"configuration cut in its count", Prop_PrintRespoolsCfg, {2, 0}, head},
+      {"pool list", Prop_PrintRespoolsList, list, head + "\t\t\tgold\n\t\t\tsilver\n" + type},
+      {"list of none", Prop_PrintRespoolsList, Bytes(4, 0), head + "\t\t\t<none>\n" + type},
+      {"list count that lies", Prop_PrintRespoolsList, listLies,
+       head + "\t\t\tgold\n\t\t\tsilver\n"},
+      {"list ID cut by the value's end",
+       Prop_PrintRespoolsList,
+       {1, 0, 0, 0, 'a', 'b'},
+       head + "\t\t\tab\n" + type},
+      {"association", Prop_PrintRespoolAssoc, assoc, head + "\t\t\tgold\n" + type},
+      {"association without its ID", Prop_PrintRespoolAssoc, {1, 0, 0, 0}, head},
+      {"scheduling active", Prop_PrintRespoolsSched, {1}, head + "\t\t\tactive\n" + type},
+      {"scheduling inactive", Prop_PrintRespoolsSched, {0}, head + "\t\t\tinactive\n" + type},
+      {"scheduling empty", Prop_PrintRespoolsSched, {}, head},
+      {"host status", Prop_PrintHostStatus, yellow,
+       "\t\tk = yellow uplink lost, \tpropType = CONFIG \n"},
+      {"host status red without NUL", Prop_PrintHostStatus, noNul,
+       "\t\tk = red abc, \tpropType = CONFIG \n"},
+      {"host status colour unknown", Prop_PrintHostStatus, unknownColour,
+       "\t\tk = unknown value 7, \tpropType = CONFIG \n"},
+      {"host status without message", Prop_PrintHostStatus, {0, 0, 0, 0}, "\t\tk = green \n"},
+      {"host status cut in its colour", Prop_PrintHostStatus, {1}, "\t\tk = \n"},
+  };
+  for (const PrintCase &c : cases) {
+    EXPECT_EQ(Print(c.print, c.value), c.out) << c.what;
+  }
+}
+
+}  // namespace
