@@ -38,7 +38,8 @@ TEST_F(FileMode, WhatAUserCanDo) {
   const std::string dvs0 = Switch(DVS0_ID, "dvs0");
   const std::string port7 = NewPort("7") +
                             Hex("com.corvane.common.port.speed", "0x28.23. 0 <repeats 2 times>") +
-                            Hex("com.corvane.common.port.linkstatus", "0x 1. 0.40. 0");
+                            "\t\tcom.corvane.common.port.linkstatus =\n"
+                            "\t\t\tlink up; 1000 Mb/s, full duplex\n\t\t\tpropType = CONFIG \n";
   const std::string dvs1 = Switch(DVS1_ID, "dvs1", "vswitch", 3) +
                            Hex("com.corvane.common.version", "0x64. 0 <repeats 3 times>") +
                            HOST_LIST + NewPort("0") + LongProp() + NewPort("1") + LongProp() +
@@ -162,13 +163,15 @@ TEST_F(FileMode, LinkStatus) {
       {"-f $F -M up -p 7 dvs0", 0, "linkup/down = up\nno speed\n", NK},
       {"-f $F -l dvs0", 0,
        Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") +
-           Hex("com.corvane.common.port.linkstatus", "0x 1. 0. 1. 0"),
+           "\t\tcom.corvane.common.port.linkstatus =\n"
+           "\t\t\tlink up; auto negotiation\n\t\t\tpropType = CONFIG \n",
        NK},
       {"-f $F -M down,1000 -p 7 dvs0", 0, "linkup/down = down\nspeed = 1000\n", NK},
       {"-f $F -M UP,,100000 -p 7 dvs0", 0, "linkup/down = UP\nspeed = 100000\n", NK},
       {"-f $F -l dvs0", 0,
        Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7") +
-           Hex("com.corvane.common.port.linkstatus", "0x 0. 0. 0.80"),
+           "\t\tcom.corvane.common.port.linkstatus =\n"
+           "\t\t\tlink down; 100 Gb/s, full duplex\n\t\t\tpropType = CONFIG \n",
        NK},
       {"-f $F -M up,5 -p 7 dvs0", 255, "linkup/down = up\nspeed = 5\n",
        NK + "unsupported speed 5\nOperation failed: status = 0xffffffff\n"},
@@ -243,21 +246,6 @@ TEST_F(FileMode, CommandsNotBuiltYet) {
       {"-f $F -m x dvs0", 32, "", notBuilt},
       {"-f $F -o x -p 7 dvs0", 32, "", notBuilt},
       {"-f $F -F x -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F -k pool dvs0", 32, "", notBuilt},
-      {"-f $F -j activate dvs0", 32, "", notBuilt},
-      {"-f $F -K pool dvs0", 32, "", notBuilt},
-      {"-f $F -z pool -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F -H green:ok dvs0", 32, "", notBuilt},
-      {"-f $F --teamchkDeploy 15 dvs0", 32, "", notBuilt},
-      {"-f $F --teamchkRemove dvs0", 32, "", notBuilt},
-      {"-f $F --teamchkParam 1 dvs0", 32, "", notBuilt},
-      {"-f $F --vlanMTUChkDeploy 15 dvs0", 32, "", notBuilt},
-      {"-f $F --vlanMTUChkRemove dvs0", 32, "", notBuilt},
-      {"-f $F --vlanMTUChkParam 1-10,20 dvs0", 32, "set vlan 1 - 10.\nset vlan 20 - 20.\n",
-       notBuilt},
-      {"-f $F --qeltVLMChkDeploy 15 dvs0", 32, "", notBuilt},
-      {"-f $F --qeltVLMChkRemove dvs0", 32, "", notBuilt},
-      {"-f $F --qeltVLMChkParam 5 dvs0", 32, "set vlan 5 - 5.\n", notBuilt},
       {"-f $F --enableSink 1 -p 7 dvs0", 32, "", notBuilt},
   });
 }

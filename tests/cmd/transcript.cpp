@@ -176,7 +176,7 @@ std::string Switch(const std::string &id, const std::string &alias, const std::s
 
 std::string NewPort(const std::string &name, const std::string &vlanKey, const std::string &tag) {
   return "\tport " + name + tag + ":\n" + Text("com.corvane.common.port.alias", name) +
-         Hex("com.corvane.common.port.connectid", "0x 1. 0 <repeats 3 times>") +
+         Text("com.corvane.common.port.connectid", "1") +
          Text("com.corvane.common.port.block", "false") + Hex(vlanKey, "0x 0. 0 <repeats 7 times>");
 }
 

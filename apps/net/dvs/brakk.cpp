@@ -29,6 +29,7 @@
 #include "props/lacp.h"
 #include "props/lag.h"
 #include "props/mirror.h"
+#include "props/respool.h"
 #include "props/uplink.h"
 #include "state/config.h"
 #include "switch_cmds.h"
@@ -492,11 +493,11 @@ constexpr CommandRow commandTable[] = {
   {CMD_SET_OVERLAY,       "-o",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_LINK_STATUS,   "-M",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetLinkStatus},
   {CMD_SET_DVFILTER,      "-F",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_RESPOOL_LIST,  "-k",                UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_RESPOOL_SCHED, "-j",                UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_RESPOOL_CFG,   "-K",                UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_RESPOOL_ASSOC, "-z",                UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_HOST_STATUS,   "-H",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_RESPOOL_LIST,  "-k",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolList},
+  {CMD_SET_RESPOOL_SCHED, "-j",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolScheduling},
+  {CMD_SET_RESPOOL_CFG,   "-K",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolConfig},
+  {CMD_SET_RESPOOL_ASSOC, "-z",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolAssociation},
+  {CMD_SET_HOST_STATUS,   "-H",                SWITCH,           SWITCH_FLOW, Cmd_SetHostStatus},
   {CMD_SET_MTU,           "--mtu",             SWITCH,           SWITCH_FLOW, Cmd_SetMtu},
   {CMD_UPLINK_RESET,      "--reset",           PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_UplinkReset},
   {CMD_UPLINK_SET_CAP,    "--cap",             PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_UplinkSetCap},
@@ -508,15 +509,15 @@ constexpr CommandRow commandTable[] = {
   {CMD_MISC_INFO,         "--miscInfo",        NOTHING,          AT_ONCE,     Cmd_MiscInfo},
   {CMD_ZORNIC_IP,         "--zornicIp",        NOTHING,          AT_ONCE,     Cmd_ZornicIp},
   {CMD_CMD_EXEC,          "--cmdExec",         SWITCH,           AT_ONCE,     Cmd_CmdExec},
-  {CMD_TEAMCHK_DEPLOY,    "--teamchkDeploy",   UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_TEAMCHK_REMOVE,    "--teamchkRemove",   UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_TEAMCHK_PARAM,     "--teamchkParam",    UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_VLANMTUCHK_DEPLOY, "--vlanMTUChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_VLANMTUCHK_REMOVE, "--vlanMTUChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_VLANMTUCHK_PARAM,  "--vlanMTUChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_QELTVLMCHK_DEPLOY, "--qeltVLMChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_QELTVLMCHK_REMOVE, "--qeltVLMChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_QELTVLMCHK_PARAM,  "--qeltVLMChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_TEAMCHK_DEPLOY,    "--teamchkDeploy",   UNCHECKED,        SWITCH_FLOW, Cmd_TeamchkDeploy},
+  {CMD_TEAMCHK_REMOVE,    "--teamchkRemove",   UNCHECKED,        SWITCH_FLOW, Cmd_TeamchkRemove},
+  {CMD_TEAMCHK_PARAM,     "--teamchkParam",    UNCHECKED,        SWITCH_FLOW, Cmd_TeamchkParam},
+  {CMD_VLANMTUCHK_DEPLOY, "--vlanMTUChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_VlanMtuChkDeploy},
+  {CMD_VLANMTUCHK_REMOVE, "--vlanMTUChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_VlanMtuChkRemove},
+  {CMD_VLANMTUCHK_PARAM,  "--vlanMTUChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_VlanMtuChkParam},
+  {CMD_QELTVLMCHK_DEPLOY, "--qeltVLMChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkDeploy},
+  {CMD_QELTVLMCHK_REMOVE, "--qeltVLMChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkRemove},
+  {CMD_QELTVLMCHK_PARAM,  "--qeltVLMChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkParam},
   {CMD_ENABLE_SINK,       "--enableSink",      SWITCH_AND_PORT,  SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_LACP,          "--setLACP",         UNCHECKED,        SWITCH_FLOW, Cmd_SetLacp},
   {CMD_CONFIG_LAG,        "--configLAG",       UNCHECKED,        SWITCH_FLOW, Cmd_ConfigLag},

@@ -17,9 +17,12 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "listing/runtime.h"
+#include "props/healthcheck.h"
 #include "props/lacp.h"
 #include "props/lag.h"
 #include "props/mirror.h"
+#include "props/respool.h"
 #include "props/uplink.h"
 
 /*
@@ -32,19 +35,13 @@
  * over, so adding a family only swaps the printer in.
  */
 const PropPrinterRow propPrinterTable[] = {
-    // Prop_PrintInt
-    {"com.corvane.common.port.connectid", Prop_PrintHexDump},
-    // Prop_PrintPortStatus
-    {"com.corvane.common.port.volatile.status", Prop_PrintHexDump},
-    // Prop_PrintPassthruStatus
-    {"com.corvane.common.port.volatile.ptstatus", Prop_PrintHexDump},
-    // Prop_PrintStatistics
-    {"com.corvane.common.port.statistics", Prop_PrintHexDump},
-    // Prop_PrintHostStatus
-    {"com.corvane.common.host.volatile.status", Prop_PrintHexDump},
+    {"com.corvane.common.port.connectid", Prop_PrintInt},
+    {"com.corvane.common.port.volatile.status", Prop_PrintPortStatus},
+    {"com.corvane.common.port.volatile.ptstatus", Prop_PrintPassthruStatus},
+    {"com.corvane.common.port.statistics", Prop_PrintStatistics},
+    {"com.corvane.common.host.volatile.status", Prop_PrintHostStatus},
     {"com.corvane.common.host.volatile.dvsID", Prop_PrintString},
-    // Prop_PrintHostStatus
-    {"com.corvane.common.host.volatile.overlay.status", Prop_PrintHexDump},
+    {"com.corvane.common.host.volatile.overlay.status", Prop_PrintHostStatus},
     {"com.corvane.common.uplinkPorts", Prop_PrintUplinkPorts},
     {"com.corvane.common.host.uplinkPorts", Prop_PrintHostUplinkPorts},
     // Prop_PrintOverlayInstances
@@ -75,53 +72,36 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.etherswitch.ipfix", Prop_PrintHexDump},
     // Prop_PrintIpv4Addr
     {"com.corvane.etherswitch.ipv4addr", Prop_PrintHexDump},
-    // Prop_PrintUpgrade
-    {"com.corvane.common.upgrade", Prop_PrintHexDump},
+    {"com.corvane.common.upgrade", Prop_PrintUpgrade},
     {"com.corvane.vswitch.mirrorSessions", Prop_PrintMirrorSessions},
     {"com.corvane.etherswitch.port.mirrorSessions", Prop_PrintMirrorSessions},
     {"com.corvane.vswitch.port.mirrorSessions", Prop_PrintMirrorSessions},
-    // Prop_PrintLinkStatus
-    {"com.corvane.common.port.linkstatus", Prop_PrintHexDump},
+    {"com.corvane.common.port.linkstatus", Prop_PrintLinkStatus},
     // Prop_PrintSecurity
     {"com.corvane.etherswitch.port.security", Prop_PrintHexDump},
     // Prop_PrintSecurity
     {"com.corvane.vswitch.port.security", Prop_PrintHexDump},
     // Prop_PrintMacManagement
     {"com.corvane.vswitch.port.macManagement", Prop_PrintHexDump},
-    // Prop_PrintInt
-    {"com.corvane.common.portset.mtu", Prop_PrintHexDump},
-    // Prop_PrintInt
-    {"com.corvane.vswitch.mtu", Prop_PrintHexDump},
+    {"com.corvane.common.portset.mtu", Prop_PrintInt},
+    {"com.corvane.vswitch.mtu", Prop_PrintInt},
     // Prop_PrintDiscovery
     {"com.corvane.etherswitch.cdp", Prop_PrintHexDump},
     // Prop_PrintDvfilter
     {"com.corvane.common.port.dvfilter", Prop_PrintHexDump},
-    // Prop_PrintRespoolsCfg
-    {"com.corvane.common.port.respools.cfg", Prop_PrintHexDump},
-    // Prop_PrintRespoolAssoc
-    {"com.corvane.common.port.respool.assoc", Prop_PrintHexDump},
-    // Prop_PrintRespoolsList
-    {"com.corvane.common.respools.list", Prop_PrintHexDump},
-    // Prop_PrintRespoolsCfg
-    {"com.corvane.common.respools.cfg", Prop_PrintHexDump},
-    // Prop_PrintRespoolsSched
-    {"com.corvane.common.respools.sched", Prop_PrintHexDump},
-    // Prop_PrintVlanCheckResult
-    {"com.corvane.common.port.volatile.vlanchkresult", Prop_PrintHexDump},
-    // Prop_PrintMtuCheckResult
-    {"com.corvane.common.port.volatile.mtuchkresult", Prop_PrintHexDump},
-    // Prop_PrintCheckDeploy
-    {"com.corvane.common.vlanmtucheck.deploy", Prop_PrintHexDump},
-    // Prop_PrintCheckDeploy
-    {"com.corvane.vswitch.vlanmtucheck.deploy", Prop_PrintHexDump},
-    // Prop_PrintCheckDeploy
-    {"com.corvane.common.teamcheck.deploy", Prop_PrintHexDump},
-    // Prop_PrintVlanRanges
-    {"com.corvane.fenn.vlanmtucheck.param", Prop_PrintHexDump},
-    // Prop_PrintVlanRanges
-    {"com.corvane.vswitch.vlanmtucheck.param", Prop_PrintHexDump},
-    // Prop_PrintTeamCheckParam
-    {"com.corvane.fenn.teamcheck.param", Prop_PrintHexDump},
+    {"com.corvane.common.port.respools.cfg", Prop_PrintRespoolsCfg},
+    {"com.corvane.common.port.respool.assoc", Prop_PrintRespoolAssoc},
+    {"com.corvane.common.respools.list", Prop_PrintRespoolsList},
+    {"com.corvane.common.respools.cfg", Prop_PrintRespoolsCfg},
+    {"com.corvane.common.respools.sched", Prop_PrintRespoolsSched},
+    {"com.corvane.common.port.volatile.vlanchkresult", Prop_PrintVlanCheckResult},
+    {"com.corvane.common.port.volatile.mtuchkresult", Prop_PrintMtuCheckResult},
+    {"com.corvane.common.vlanmtucheck.deploy", Prop_PrintCheckDeploy},
+    {"com.corvane.vswitch.vlanmtucheck.deploy", Prop_PrintCheckDeploy},
+    {"com.corvane.common.teamcheck.deploy", Prop_PrintCheckDeploy},
+    {"com.corvane.fenn.vlanmtucheck.param", Prop_PrintVlanRanges},
+    {"com.corvane.vswitch.vlanmtucheck.param", Prop_PrintVlanRanges},
+    {"com.corvane.fenn.teamcheck.param", Prop_PrintTeamCheckParam},
     // Prop_PrintExtraEthFRP
     {"com.corvane.etherswitch.port.extraEthFRP", Prop_PrintHexDump},
     // Prop_PrintExtraEthFRP
@@ -129,12 +109,9 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.etherswitch.port.lacp", Prop_PrintPortLacp},
     {"com.corvane.etherswitch.lacp", Prop_PrintLacpGroups},
     {"com.corvane.common.host.lacp.extraconfig", Prop_PrintLagExtraConfig},
-    // Prop_PrintServiceInstances
-    {"com.corvane.common.serviceinstance", Prop_PrintHexDump},
-    // Prop_PrintServiceProfiles
-    {"com.corvane.common.port.serviceprofile", Prop_PrintHexDump},
-    // Prop_PrintInt
-    {"com.corvane.common.port.volatile.cleanupBarrier", Prop_PrintHexDump},
+    {"com.corvane.common.serviceinstance", Prop_PrintServiceInstances},
+    {"com.corvane.common.port.serviceprofile", Prop_PrintServiceProfiles},
+    {"com.corvane.common.port.volatile.cleanupBarrier", Prop_PrintInt},
     {nullptr, Prop_PrintHexDump},
 };
 
