@@ -243,7 +243,6 @@ TEST_F(FileMode, CommandsNotBuiltYet) {
       {"-f $F -v 10 -p 7 dvs0", 32, "", notBuilt},
       {"-f $F -V 1,2,i dvs0", 32, "", notBuilt},
       {"-f $F -N port=1 dvs0", 32, "", notBuilt},
-      {"-f $F -m x dvs0", 32, "", notBuilt},
       {"-f $F -o x -p 7 dvs0", 32, "", notBuilt},
       {"-f $F -F x -p 7 dvs0", 32, "", notBuilt},
       {"-f $F --enableSink 1 -p 7 dvs0", 32, "", notBuilt},
