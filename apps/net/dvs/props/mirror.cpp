@@ -410,12 +410,25 @@ struct ClearWalk {
   const char *key;
 };
 
+/*
+ * Port visitor of the clear: a port of the list keeps its table (it gets a
+ * new one) and has its handle noted; any other port loses its table. The
+ * result of a clear is not looked at.
+ */
 int ClearUnnamedPort(DVSPort *p, void *context) {
   const ClearWalk *walk = static_cast<const ClearWalk *>(context);
   const char *name = DVS_PortId(p);
-  if (mirrorDVPortList.index.count(name) != 0) return 0; /* it receives a new table */
+  const auto named = mirrorDVPortList.index.find(name);
+  if (named != mirrorDVPortList.index.end()) {
+    mirrorDVPortList.nodes[named->second].port = p;
+    return 0;
+  }
   DVSDataNode *node = nullptr;
-  if (p->data != nullptr && DVSData_Lookup(p->data, walk->key, &node) == ZOR_OK) {
+  if (p->data == nullptr || DVSData_Lookup(p->data, walk->key, &node) != ZOR_OK) return 0;
+  /* The configuration state is edited through the handle in hand, the kernel by name. */
+  if (walk->state->fileMode) {
+    DVSState_PortDataClear(p, walk->key);
+  } else {
     walk->state->portClear(DVS_SwitchId(p->dvs), name, walk->key);
   }
   return 0;
@@ -717,8 +730,16 @@ ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const char *swit
       fprintf(stderr, "Failed to alloc session table for dvPort %s\n", port);
       return ZOR_NO_MEMORY;
     }
-    const ZOR_ReturnStatus status =
-        state.portSet(switchId, port, key, portTable->Data(), portTable->Length(), PROP_CONFIG);
+    ZOR_ReturnStatus status;
+    if (!state.fileMode) {
+      status =
+          state.portSet(switchId, port, key, portTable->Data(), portTable->Length(), PROP_CONFIG);
+    } else if (node.port == nullptr) {
+      status = ZOR_NOT_FOUND;
+    } else {
+      status =
+          DVSState_PortDataSet(node.port, key, portTable->Data(), portTable->Length(), PROP_CONFIG);
+    }
     if (status != ZOR_OK) {
       fprintf(stderr, "Failed to push mirror data to dvPort %s\n", port);
       return status;

@@ -167,6 +167,7 @@ size_t MirrorEntity_Len(bool wide);
 struct MirrorPortNode {
   std::string name;
   std::vector<uint32_t> sessions;
+  DVSPort *port = nullptr; /* its handle in the configuration state, once the clear found it */
 };
 struct MirrorPortList {
   std::vector<MirrorPortNode> nodes;
@@ -211,8 +212,10 @@ ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, const char *switchId,
 
 /*
  * Removes the session table from every port of switch switchId (in the
- * loaded configuration state) that is not in mirrorDVPortList, through
- * state. Returns 0, or ZOR_NOT_FOUND when the switch is not loaded.
+ * loaded configuration state) that is not in mirrorDVPortList: through the
+ * port's handle in file mode, through the kernel otherwise. Notes the
+ * handle of each port of the list in its node. Returns 0, or ZOR_NOT_FOUND
+ * when the switch is not loaded.
  */
 ZOR_ReturnStatus Mirror_ClearPortSessions(const StateOps &state, const char *switchId,
                                           SwitchClass cls);
@@ -220,9 +223,11 @@ ZOR_ReturnStatus Mirror_ClearPortSessions(const StateOps &state, const char *swi
 /*
  * Writes each dvPort of mirrorDVPortList, in list order, the table of its
  * sessions cut from table (the source table that the parser built; null
- * when there are no sessions). Stops at the first failed write, printing
- * "Failed to push mirror data to dvPort %s"; ports written before keep
- * their tables. Returns 0 or that status.
+ * when there are no sessions): in file mode through the handle that
+ * Mirror_ClearPortSessions noted (a port without one is not on the switch,
+ * ZOR_NOT_FOUND), in kernel mode by name. Stops at the first failed write,
+ * printing "Failed to push mirror data to dvPort %s"; ports written before
+ * keep their tables. Returns 0 or that status.
  */
 ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const char *switchId,
                                          const ByteWriter *table, bool wide, SwitchClass cls,
