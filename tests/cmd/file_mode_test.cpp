@@ -42,8 +42,9 @@ TEST_F(FileMode, WhatAUserCanDo) {
                             "\t\t\tlink up; 1000 Mb/s, full duplex\n\t\t\tpropType = CONFIG \n";
   const std::string dvs1 = Switch(DVS1_ID, "dvs1", "vswitch", 3) +
                            Hex("com.corvane.common.version", "0x64. 0 <repeats 3 times>") +
-                           HOST_LIST + NewPort("0") + LongProp() + NewPort("1") + LongProp() +
-                           NewPort("2") + LongProp();
+                           HOST_LIST + NewPortHighVersion("0") + LongProp() +
+                           NewPortHighVersion("1") + LongProp() + NewPortHighVersion("2") +
+                           LongProp();
   const std::string all = dvs0 + HOST_LIST + Text("hostKey", "true") + port7 + dvs1;
   Check({
       {"-f $F -i", 0, "", ""},
@@ -105,7 +106,7 @@ TEST_F(FileMode, AddSwitchChoosesClassFromClassNameAndVersion) {
            HOST_LIST + NewPort("0", ETHER_VLAN) + LongProp() +
            Switch("63 30 00 00 00 00 00 00-00 00 00 00 00 00 00 00", "c0") + HOST_LIST +
            Switch("62 30 00 00 00 00 00 00-00 00 00 00 00 00 00 00", "b0", "", 1) + HOST_LIST +
-           NewPort("0") + LongProp() +
+           NewPortHighVersion("0") + LongProp() +
            Switch("78 30 00 00 00 00 00 00-00 00 00 00 00 00 00 00", "x0", "cswitchX", 1) +
            HOST_LIST + NewPort("0") + LongProp() + NewPort("9", ETHER_VLAN) +
            Switch("7a 30 00 00 00 00 00 00-00 00 00 00 00 00 00 00", "z0", "cswitch", 0) +
@@ -228,7 +229,7 @@ TEST_F(FileMode, HandlerStatusesBecomeExitStatuses) {
        ""},
       {"-f $F -l", 0,
        Switch(DVS0_ID, "dvs0") + Hex("com.corvane.common.version", "0x6e. 0 <repeats 3 times>") +
-           HOST_LIST + NewPort("7"),
+           HOST_LIST + NewPortHighVersion("7"),
        ""},
   });
 }
@@ -240,8 +241,6 @@ TEST_F(FileMode, CommandsNotBuiltYet) {
   Check({
       {"-f $F -b in -p 7 dvs0", 32, "", notBuilt},
       {"-f $F -B 0x10003 dvs0", 32, "", notBuilt},
-      {"-f $F -v 10 -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F -V 1,2,i dvs0", 32, "", notBuilt},
       {"-f $F -N port=1 dvs0", 32, "", notBuilt},
       {"-f $F -o x -p 7 dvs0", 32, "", notBuilt},
       {"-f $F -F x -p 7 dvs0", 32, "", notBuilt},

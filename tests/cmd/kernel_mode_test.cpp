@@ -137,7 +137,8 @@ TEST_F(KernelMode, SwitchSettingsActOnTheKernelSwitch) {
        Switch(DVS0_ID, "dvs0", "cswitch", 128) +
            Hex("com.corvane.common.version", "0x64. 0 <repeats 3 times>") +
            Hex("com.corvane.common.volatile.nopersist", "0x 1", "VOLATILE ") + HOST_LIST +
-           Text("com.corvane.common.host.volatile.dvsID", "abc", "VOLATILE ") + NewPort("7") +
+           Text("com.corvane.common.host.volatile.dvsID", "abc", "VOLATILE ") +
+           NewPortHighVersion("7") +
            "\t\tcom.corvane.common.port.linkstatus =\n"
            "\t\t\tlink up; 1000 Mb/s, full duplex\n\t\t\tpropType = CONFIG \n",
        ""},

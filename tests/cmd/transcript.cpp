@@ -177,7 +177,13 @@ std::string Switch(const std::string &id, const std::string &alias, const std::s
 std::string NewPort(const std::string &name, const std::string &vlanKey, const std::string &tag) {
   return "\tport " + name + tag + ":\n" + Text("com.corvane.common.port.alias", name) +
          Text("com.corvane.common.port.connectid", "1") +
-         Text("com.corvane.common.port.block", "false") + Hex(vlanKey, "0x 0. 0 <repeats 7 times>");
+         Text("com.corvane.common.port.block", "false") + Hex(vlanKey, "No VLAN");
+}
+
+std::string NewPortHighVersion(const std::string &name) {
+  const std::string port = NewPort(name);
+  return port.substr(0, port.rfind("\t\t" + VSWITCH_VLAN + " = ")) +
+         Hex(VSWITCH_VLAN, "0x 0. 0 <repeats 7 times>");
 }
 
 std::string LongProp() {

@@ -109,6 +109,11 @@ std::string Switch(const std::string &id, const std::string &alias,
  */
 std::string NewPort(const std::string &name, const std::string &vlanKey = VSWITCH_VLAN,
                     const std::string &tag = "");
+/*
+ * The same port on a switch of version above 99, whose listing hex-dumps
+ * every vswitch key, the VLAN policy among them.
+ */
+std::string NewPortHighVersion(const std::string &name);
 /* The property that every port made by -a -C also carries. */
 std::string LongProp();
 

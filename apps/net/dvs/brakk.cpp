@@ -31,6 +31,7 @@
 #include "props/mirror.h"
 #include "props/respool.h"
 #include "props/uplink.h"
+#include "props/vlan.h"
 #include "state/config.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
@@ -486,8 +487,8 @@ constexpr CommandRow commandTable[] = {
   {CMD_SET_CDP,           "-B",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_ASSOCIATE,         "-y",                SWITCH,           SWITCH_FLOW, Cmd_Associate},
   {CMD_DISSOCIATE,        "-Y",                SWITCH,           SWITCH_FLOW, Cmd_Dissociate},
-  {CMD_SET_VLAN,          "-v",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_PVLAN_MAP,     "-V",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_VLAN,          "-v",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetVlan},
+  {CMD_SET_PVLAN_MAP,     "-V",                SWITCH,           SWITCH_FLOW, Cmd_SetPvlanMap},
   {CMD_SET_IPFIX,         "-N",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
   {CMD_SET_MIRROR,        "-m",                SWITCH,           SWITCH_FLOW, Cmd_SetMirror},
   {CMD_SET_OVERLAY,       "-o",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},

@@ -24,6 +24,7 @@
 #include "props/mirror.h"
 #include "props/respool.h"
 #include "props/uplink.h"
+#include "props/vlan.h"
 
 /*
  * Key to printer. The one place that decides how a property is shown;
@@ -52,16 +53,11 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.vswitch.teaming", Prop_PrintTeamingPolicy},
     {"com.corvane.vswitch.port.teaming.policy", Prop_PrintTeamingPolicy},
     {"com.corvane.vswitch.logicalswitch.teaming", Prop_PrintLogicalSwitchTeaming},
-    // Prop_PrintVolatileVlan
-    {"com.corvane.common.port.volatile.vlan", Prop_PrintHexDump},
-    // Prop_PrintPortVlan
-    {"com.corvane.etherswitch.port.vlan", Prop_PrintHexDump},
-    // Prop_PrintPortVlan
-    {"com.corvane.vswitch.port.vlan", Prop_PrintHexDump},
-    // Prop_PrintPvlanMap
-    {"com.corvane.etherswitch.pvlanMap", Prop_PrintHexDump},
-    // Prop_PrintPvlanMap
-    {"com.corvane.vswitch.pvlanMap", Prop_PrintHexDump},
+    {"com.corvane.common.port.volatile.vlan", Prop_PrintVolatileVlan},
+    {"com.corvane.etherswitch.port.vlan", Prop_PrintPortVlan},
+    {"com.corvane.vswitch.port.vlan", Prop_PrintPortVlan},
+    {"com.corvane.etherswitch.pvlanMap", Prop_PrintPvlanMap},
+    {"com.corvane.vswitch.pvlanMap", Prop_PrintPvlanMap},
     // Prop_PrintShaper
     {"com.corvane.common.port.shaper.input", Prop_PrintHexDump},
     // Prop_PrintShaper

@@ -1,14 +1,140 @@
 /*
  * vlan.cpp --
  *
- *    The VLAN family: keys and builders of the port VLAN policy.
+ *    The VLAN family: keys, builders and parsers of the port VLAN policy
+ *    and the private-VLAN map, the -v and -V handlers, and the printers of
+ *    the policy, the map and the volatile VLAN.
+ *
+ *    The parsers work on string views of the argument and convert each
+ *    number from a copy of its own field, so no conversion ever runs past
+ *    the field it belongs to, nor past the text.
  */
 
 #include "props/vlan.h"
 
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "listing/listing.h"
+
+/* ---- Keys ------------------------------------------------------------------ */
+
 const char *VlanPolicy_Key(SwitchClass cls) {
   return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PORT : VLAN_KEY_VSWITCH_PORT;
 }
+
+const char *VlanPriority_Key(SwitchClass cls) {
+  return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PRIORITY
+                                         : VLAN_KEY_VSWITCH_PRIORITY;
+}
+
+const char *PvlanMap_Key(SwitchClass cls) {
+  return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PVLAN_MAP
+                                         : VLAN_KEY_VSWITCH_PVLAN_MAP;
+}
+
+namespace {
+
+/* ---- Value-name tables ------------------------------------------------------ */
+
+/* Flag characters of -v (either case) and the policy flag each one sets. */
+const struct {
+  char letter;
+  uint16_t flag;
+} vlanFlagLetters[] = {
+    {'p', VLAN_POLICY_PRIVATE},
+    {'t', VLAN_POLICY_GUEST_TAGGING},
+};
+
+/* Private-VLAN types: the letter of -V (either case) and the listing's name. */
+const struct {
+  uint8_t type;
+  char letter;
+  const char *name;
+} pvlanTypes[] = {
+    {PVLAN_TYPE_PROMISCUOUS, 'p', "promiscuous"},
+    {PVLAN_TYPE_ISOLATED, 'i', "isolated"},
+    {PVLAN_TYPE_COMMUNITY, 'c', "community"},
+};
+
+const char PVLAN_TYPE_UNKNOWN[] = "unknown";
+
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/* The type whose letter is c (either case), or 0 when none. */
+uint8_t PvlanTypeByLetter(char c) {
+  for (const auto &row : pvlanTypes) {
+    if (row.letter == Lower(c)) return row.type;
+  }
+  return 0;
+}
+
+/* The listing's name of a type read from storage; any value is safe. */
+const char *PvlanTypeName(uint8_t type) {
+  for (const auto &row : pvlanTypes) {
+    if (row.type == type) return row.name;
+  }
+  return PVLAN_TYPE_UNKNOWN;
+}
+
+/* ---- Text helpers ------------------------------------------------------------ */
+
+/*
+ * The decimal value of field as strtol reads it (leading blanks, a sign,
+ * digits; 0 when no number stands there), cut to its low 16 bits. The
+ * conversion runs on a copy, so it stops at the field's end.
+ */
+uint16_t Decimal16(std::string_view field) {
+  const std::string copy(field);
+  return static_cast<uint16_t>(strtol(copy.c_str(), nullptr, 10));
+}
+
+/* The part of text before the first sep, and whether there was one; rest gets what follows it. */
+std::string_view SplitAt(std::string_view text, char sep, std::string_view &rest, bool &found) {
+  const size_t at = text.find(sep);
+  found = at != std::string_view::npos;
+  rest = found ? text.substr(at + 1) : std::string_view();
+  return found ? text.substr(0, at) : text;
+}
+
+/* ---- Printers' common lines ---------------------------------------------------- */
+
+/*
+ * Prints the ranges line of a policy or volatile VLAN whose count is at
+ * countOffset and whose ranges start at rangesOffset: nothing when the
+ * count is 0 or missing, else every range that lies inside the value.
+ */
+void PrintRanges(const ByteReader &value, size_t countOffset, size_t rangesOffset) {
+  const std::optional<uint16_t> count = value.U16(countOffset);
+  if (!count || *count == 0) return;
+  printf("\t\t\tranges =");
+  for (size_t i = 0; i < *count; i++) {
+    const size_t at = rangesOffset + i * VLAN_RANGE_LEN;
+    const std::optional<uint16_t> low = value.U16(at + VLAN_RANGE_OFF_LOW);
+    const std::optional<uint16_t> high = value.U16(at + VLAN_RANGE_OFF_HIGH);
+    if (!low || !high) break;
+    printf(" %u", *low);
+    if (*high != *low) printf("-%u", *high);
+  }
+  printf("\n");
+}
+
+void PrintPropType(int32_t flags) {
+  char flagsText[PROP_FLAGS_TEXT_LEN];
+  Prop_FlagsToString(flags, flagsText);
+  printf("\t\t\tpropType = %s\n", flagsText);
+}
+
+}  // namespace
+
+/* ---- Builders and parsers --------------------------------------------------------- */
 
 ByteWriter VlanPolicy_BuildInitial(bool uplink) {
   if (!uplink) return ByteWriter(VLAN_POLICY_HEADER_LEN);
@@ -19,4 +145,218 @@ ByteWriter VlanPolicy_BuildInitial(bool uplink) {
   value.PutU16(VLAN_POLICY_OFF_RANGES + VLAN_RANGE_OFF_LOW, 1);
   value.PutU16(VLAN_POLICY_OFF_RANGES + VLAN_RANGE_OFF_HIGH, 4094);
   return value;
+}
+
+/*
+ * VlanPolicy_Parse --
+ *
+ *    "vlanID" alone gives no flags and no range. After a ';' comes the
+ *    flag field (p: private VLAN, t: guest VLAN tagging, a digit 0-7: the
+ *    priority, the last one winning) and after a second ';' the range
+ *    field, "low[-high],...". Guest tagging without a range field allows
+ *    every VLAN (0-4094); a range field, even an empty one, gives one
+ *    range per comma-separated item (an empty item is 0-0).
+ *
+ *    The number of ranges is fixed by the commas of the whole text, so a
+ *    comma anywhere but in the range field would promise items that the
+ *    range field does not hold: such a text is refused.
+ */
+ZOR_ReturnStatus VlanPolicy_Parse(const char *text, VlanSetting &setting) {
+  const std::string_view all(text);
+  std::string_view afterId;
+  bool hasFlags = false;
+  const std::string_view idField = SplitAt(all, ';', afterId, hasFlags);
+  std::string_view rangeField;
+  bool hasRanges = false;
+  const std::string_view flagField = SplitAt(afterId, ';', rangeField, hasRanges);
+
+  const size_t commas = static_cast<size_t>(std::count(all.begin(), all.end(), ','));
+  if (commas != static_cast<size_t>(std::count(rangeField.begin(), rangeField.end(), ','))) {
+    fprintf(stderr, "bad vlan specification: ',' outside the range field: %s\n", text);
+    return ZOR_BAD_PARAM;
+  }
+
+  uint16_t policyFlags = 0;
+  std::optional<int32_t> priority;
+  for (const char c : flagField) {
+    if (c >= '0' && c <= '7') {
+      priority = c - '0';
+      continue;
+    }
+    bool known = false;
+    for (const auto &row : vlanFlagLetters) {
+      if (row.letter == Lower(c)) {
+        policyFlags |= row.flag;
+        known = true;
+      }
+    }
+    if (!known) printf("bad flag/priority character: %c\n", c);
+  }
+
+  size_t rangeCount = 0;
+  if (hasRanges) {
+    rangeCount = commas + 1;
+  } else if ((policyFlags & VLAN_POLICY_GUEST_TAGGING) != 0) {
+    rangeCount = 1;
+  }
+
+  ByteWriter policy(VLAN_POLICY_HEADER_LEN + VLAN_RANGE_LEN * rangeCount);
+  policy.PutU16(VLAN_POLICY_OFF_FLAGS, policyFlags);
+  policy.PutU16(VLAN_POLICY_OFF_VLAN_ID, Decimal16(idField));
+  policy.PutU16(VLAN_POLICY_OFF_RANGE_COUNT, static_cast<uint16_t>(rangeCount));
+  std::string_view items = rangeField;
+  for (size_t i = 0; i < rangeCount; i++) {
+    uint16_t low = VLAN_TRUNK_ALL_LOW;
+    uint16_t high = VLAN_TRUNK_ALL_HIGH;
+    if (hasRanges) {
+      bool more = false;
+      const std::string_view item = SplitAt(items, ',', items, more);
+      std::string_view highField;
+      bool hasDash = false;
+      const std::string_view lowField = SplitAt(item, '-', highField, hasDash);
+      low = Decimal16(lowField);
+      high = hasDash ? Decimal16(highField) : low;
+    }
+    const size_t at = VLAN_POLICY_OFF_RANGES + i * VLAN_RANGE_LEN;
+    policy.PutU16(at + VLAN_RANGE_OFF_LOW, low);
+    policy.PutU16(at + VLAN_RANGE_OFF_HIGH, high);
+  }
+
+  setting.policy = policy.Take();
+  setting.priority = priority;
+  return ZOR_OK;
+}
+
+/*
+ * PvlanMap_Parse --
+ *
+ *    The entry count is the number of commas divided by two. Each entry is
+ *    "primary,secondary,type", and its type field runs to the next ';' or
+ *    to the end of the text; only its first character counts. Text after
+ *    the last entry is ignored. A type field may itself hold commas, which
+ *    then stand for entries that the text does not have: an entry that
+ *    lacks a comma, or that no ';' ends while another entry should follow,
+ *    refuses the whole text.
+ */
+ZOR_ReturnStatus PvlanMap_Parse(const char *text, std::vector<uint8_t> &map) {
+  const std::string_view all(text);
+  const uint32_t entries = static_cast<uint32_t>(std::count(all.begin(), all.end(), ',') / 2);
+  printf("scanning %u entries\n", entries);
+
+  ByteWriter value(static_cast<size_t>(entries) * PVLAN_ENTRY_LEN);
+  std::string_view rest = all;
+  for (uint32_t i = 0; i < entries; i++) {
+    bool found = false;
+    const std::string_view primary = SplitAt(rest, ',', rest, found);
+    const std::string_view secondary = found ? SplitAt(rest, ',', rest, found) : rest;
+    if (!found) {
+      fprintf(stderr, "bad pvlan map: entry %u lacks a ','\n", i + 1);
+      return ZOR_BAD_PARAM;
+    }
+    const std::string_view typeField = SplitAt(rest, ';', rest, found);
+    const uint8_t type = typeField.empty() ? 0 : PvlanTypeByLetter(typeField[0]);
+    if (type == 0) {
+      printf("bad mapping type: %.*s", static_cast<int>(typeField.size()), typeField.data());
+      return static_cast<ZOR_ReturnStatus>(-1);
+    }
+    if (!found && i + 1 < entries) {
+      fprintf(stderr, "bad pvlan map: entry %u is not ended by ';'\n", i + 1);
+      return ZOR_BAD_PARAM;
+    }
+    const size_t at = static_cast<size_t>(i) * PVLAN_ENTRY_LEN;
+    value.PutU16(at + PVLAN_ENTRY_OFF_PRIMARY, Decimal16(primary));
+    value.PutU16(at + PVLAN_ENTRY_OFF_SECONDARY, Decimal16(secondary));
+    value.PutU8(at + PVLAN_ENTRY_OFF_TYPE, type);
+  }
+
+  const ByteReader entriesRead(value.Data(), value.Length());
+  for (uint32_t i = 0; i < entries; i++) {
+    const size_t at = static_cast<size_t>(i) * PVLAN_ENTRY_LEN;
+    printf("pvlan map entry: primary=%u, secondary=%u, type=%u\n",
+           *entriesRead.U16(at + PVLAN_ENTRY_OFF_PRIMARY),
+           *entriesRead.U16(at + PVLAN_ENTRY_OFF_SECONDARY),
+           *entriesRead.U8(at + PVLAN_ENTRY_OFF_TYPE));
+  }
+  map = value.Take();
+  return ZOR_OK;
+}
+
+/* ---- Command handlers ---------------------------------------------------------- */
+
+ZOR_ReturnStatus Cmd_SetVlan(const CommandContext &ctx) {
+  const std::string_view text(ctx.inv.vlanSpec);
+  VlanSetting setting;
+  try {
+    const ZOR_ReturnStatus status = VlanPolicy_Parse(ctx.inv.vlanSpec, setting);
+    if (status != ZOR_OK) return status;
+  } catch (const std::bad_alloc &) {
+    printf("failed to allocate memory for %u entries in policy\n",
+           static_cast<unsigned>(1 + std::count(text.begin(), text.end(), ',')));
+    return static_cast<ZOR_ReturnStatus>(-1);
+  }
+
+  if (setting.priority) {
+    ByteWriter priority(VLAN_PRIORITY_LEN);
+    priority.PutI32(0, *setting.priority);
+    /* The policy write below decides the result; a priority that did not take is not reported. */
+    ctx.state.portSet(ctx.sw, ctx.inv.portName, VlanPriority_Key(ctx.cls), priority.Data(),
+                      priority.Length(), PROP_CONFIG);
+  }
+  return ctx.state.portSet(ctx.sw, ctx.inv.portName, VlanPolicy_Key(ctx.cls), setting.policy.data(),
+                           static_cast<uint32_t>(setting.policy.size()), PROP_CONFIG);
+}
+
+ZOR_ReturnStatus Cmd_SetPvlanMap(const CommandContext &ctx) {
+  const std::string_view text(ctx.inv.pvlanSpec);
+  std::vector<uint8_t> map;
+  try {
+    const ZOR_ReturnStatus status = PvlanMap_Parse(ctx.inv.pvlanSpec, map);
+    if (status != ZOR_OK) return status;
+  } catch (const std::bad_alloc &) {
+    printf("failed to allocate memory for new map of %u entries\n",
+           static_cast<unsigned>(std::count(text.begin(), text.end(), ',') / 2));
+    return static_cast<ZOR_ReturnStatus>(-1);
+  }
+  return ctx.state.globalSet(ctx.sw, PvlanMap_Key(ctx.cls), map.data(),
+                             static_cast<uint32_t>(map.size()), PROP_CONFIG);
+}
+
+/* ---- Printers -------------------------------------------------------------------- */
+
+void Prop_PrintPortVlan(const char *key, const void *value, uint32_t length, int32_t flags) {
+  const ByteReader policy(value, length);
+  const std::optional<uint16_t> policyFlags = policy.U16(VLAN_POLICY_OFF_FLAGS);
+  const std::optional<uint16_t> vlanId = policy.U16(VLAN_POLICY_OFF_VLAN_ID);
+  if (policyFlags && (*policyFlags & VLAN_POLICY_GUEST_TAGGING) != 0) {
+    printf("\t\t%s = Guest VLAN tagging\n", key);
+  } else if (policyFlags && vlanId) {
+    if ((*policyFlags & VLAN_POLICY_PRIVATE) != 0) {
+      printf("\t\t%s = PVLAN %d\n", key, *vlanId);
+    } else if (*vlanId != 0) {
+      printf("\t\t%s = VLAN %d\n", key, *vlanId);
+    } else {
+      printf("\t\t%s = No VLAN\n", key);
+    }
+  }
+  PrintRanges(policy, VLAN_POLICY_OFF_RANGE_COUNT, VLAN_POLICY_OFF_RANGES);
+  PrintPropType(flags);
+}
+
+void Prop_PrintPvlanMap(const char *key, const void *value, uint32_t length, int32_t flags) {
+  const ByteReader map(value, length);
+  printf("\t\t%s:\n", key);
+  for (size_t at = 0; map.Has(at, PVLAN_ENTRY_LEN); at += PVLAN_ENTRY_LEN) {
+    printf("\t\t\t(%u, %u) - %s\n", *map.U16(at + PVLAN_ENTRY_OFF_PRIMARY),
+           *map.U16(at + PVLAN_ENTRY_OFF_SECONDARY),
+           PvlanTypeName(*map.U8(at + PVLAN_ENTRY_OFF_TYPE)));
+  }
+  PrintPropType(flags);
+}
+
+void Prop_PrintVolatileVlan(const char *key, const void *value, uint32_t length, int32_t flags) {
+  const ByteReader vlan(value, length);
+  const std::optional<uint16_t> vlanId = vlan.U16(VOLATILE_VLAN_OFF_VLAN_ID);
+  if (vlanId) printf("\t\t%s = VLAN %d\n", key, *vlanId);
+  PrintRanges(vlan, VOLATILE_VLAN_OFF_RANGE_COUNT, VOLATILE_VLAN_OFF_RANGES);
+  PrintPropType(flags);
 }

@@ -1,8 +1,12 @@
 /*
  * vlan.h --
  *
- *    The VLAN family: the VLAN policy of a port ("com.corvane.*.port.vlan").
- *    Keys, then the packed value layout, then the builders.
+ *    The VLAN family: the VLAN policy and priority of a port
+ *    ("com.corvane.*.port.vlan", "com.corvane.*.port.priority"), the
+ *    private-VLAN map of a switch ("com.corvane.*.pvlanMap") and the
+ *    volatile VLAN that the kernel reports for a port. Keys, then the
+ *    packed value layouts, then the parsers, the command handlers of -v
+ *    and -V, and the printers.
  */
 
 #ifndef APPS_NET_DVS_PROPS_VLAN_H
@@ -10,12 +14,34 @@
 
 #include <stdint.h>
 
+#include <optional>
+#include <vector>
+
 #include "brakk.h"
 #include "props/bytes.h"
 
-/* Keys of the port VLAN policy; the class of the switch chooses one. */
+/* ---- Keys ---------------------------------------------------------------- */
+
+/* The port VLAN policy; the class of the switch chooses one. */
 #define VLAN_KEY_ETHERSWITCH_PORT "com.corvane.etherswitch.port.vlan"
 #define VLAN_KEY_VSWITCH_PORT "com.corvane.vswitch.port.vlan"
+/* The port priority, written by -v when its flag field holds a digit. */
+#define VLAN_KEY_ETHERSWITCH_PRIORITY "com.corvane.etherswitch.port.priority"
+#define VLAN_KEY_VSWITCH_PRIORITY "com.corvane.vswitch.port.priority"
+/* The private-VLAN map, on the switch's global list. */
+#define VLAN_KEY_ETHERSWITCH_PVLAN_MAP "com.corvane.etherswitch.pvlanMap"
+#define VLAN_KEY_VSWITCH_PVLAN_MAP "com.corvane.vswitch.pvlanMap"
+/* The VLAN the kernel reports for a port; this tool only prints it. */
+#define VLAN_KEY_VOLATILE "com.corvane.common.port.volatile.vlan"
+
+/* The key of the port VLAN policy for a switch of class cls. */
+const char *VlanPolicy_Key(SwitchClass cls);
+/* The key of the port priority for a switch of class cls. */
+const char *VlanPriority_Key(SwitchClass cls);
+/* The key of the private-VLAN map for a switch of class cls. */
+const char *PvlanMap_Key(SwitchClass cls);
+
+/* ---- Layouts -------------------------------------------------------------- */
 
 /*
  * VlanPolicy, packed, little-endian: an 8-byte header followed by
@@ -40,8 +66,43 @@
 #define VLAN_POLICY_GUEST_TAGGING 0x0001
 #define VLAN_POLICY_PRIVATE 0x0002
 
-/* The key of the port VLAN policy for a switch of class cls. */
-const char *VlanPolicy_Key(SwitchClass cls);
+/* The one range that guest VLAN tagging without a range field allows. */
+#define VLAN_TRUNK_ALL_LOW 0
+#define VLAN_TRUNK_ALL_HIGH 4094
+
+/* Port priority: one signed 32-bit value, 0 to 7. */
+#define VLAN_PRIORITY_LEN 4
+
+/*
+ * PvlanMap, packed, little-endian: entries of 8 bytes with no count; the
+ * value's length is 8 x the number of entries.
+ *
+ *   offset 0  u16  primary VLAN ID
+ *   offset 2  u16  secondary VLAN ID
+ *   offset 4  u8   type (PVLAN_TYPE_*)
+ *   offset 5       3 bytes padding, zero
+ */
+#define PVLAN_ENTRY_OFF_PRIMARY 0
+#define PVLAN_ENTRY_OFF_SECONDARY 2
+#define PVLAN_ENTRY_OFF_TYPE 4
+#define PVLAN_ENTRY_LEN 8
+
+#define PVLAN_TYPE_PROMISCUOUS 1
+#define PVLAN_TYPE_ISOLATED 2
+#define PVLAN_TYPE_COMMUNITY 3
+
+/*
+ * VolatileVlan, packed, little-endian, written by the kernel:
+ *
+ *   offset 0  u16  VLAN ID
+ *   offset 2  u16  rangeCount
+ *   offset 4       rangeCount x { u16 low, u16 high }
+ */
+#define VOLATILE_VLAN_OFF_VLAN_ID 0
+#define VOLATILE_VLAN_OFF_RANGE_COUNT 2
+#define VOLATILE_VLAN_OFF_RANGES 4
+
+/* ---- Builders and parsers ------------------------------------------------- */
 
 /*
  * The VLAN policy a new port starts with: for an ordinary port no VLAN and
@@ -49,5 +110,56 @@ const char *VlanPolicy_Key(SwitchClass cls);
  * one range 1-4094 (12 bytes).
  */
 ByteWriter VlanPolicy_BuildInitial(bool uplink);
+
+/* What the text of -v asks for: the policy value and, when a digit was given, the priority. */
+struct VlanSetting {
+  std::vector<uint8_t> policy;
+  std::optional<int32_t> priority;
+};
+
+/*
+ * Parses the text of -v, "vlanID[;flags[;ranges]]", into setting (the
+ * caller's). Unknown flag characters are reported on standard output and
+ * skipped. Returns 0, or ZOR_BAD_PARAM after one line on standard error
+ * when a ',' stands outside the range field; setting is then left alone.
+ */
+ZOR_ReturnStatus VlanPolicy_Parse(const char *text, VlanSetting &setting);
+
+/*
+ * Parses the text of -V, "primary,secondary,type;..." into map (the
+ * caller's, replaced on success), printing the entry count and then every
+ * entry on standard output. Returns 0; -1 after "bad mapping type: %s"
+ * on standard output for a type other than p, i or c; ZOR_BAD_PARAM after
+ * one line on standard error when an entry is missing one of its commas or
+ * the ';' that separates it from the next one. map is left alone on
+ * failure.
+ */
+ZOR_ReturnStatus PvlanMap_Parse(const char *text, std::vector<uint8_t> &map);
+
+/* ---- Command handlers ----------------------------------------------------- */
+
+/*
+ * -v: writes the priority (when the text gives a digit; its status is
+ * ignored) and then the VLAN policy of the port ctx.inv.portName, both with
+ * flags CONFIG in ctx.state. Returns the status of the policy write, or
+ * the parser's refusal before anything is written.
+ */
+ZOR_ReturnStatus Cmd_SetVlan(const CommandContext &ctx);
+
+/*
+ * -V: replaces the switch's private-VLAN map with the one that
+ * ctx.inv.pvlanSpec describes, with flags CONFIG in ctx.state. Returns the
+ * status of the write, or the parser's refusal before anything is written.
+ */
+ZOR_ReturnStatus Cmd_SetPvlanMap(const CommandContext &ctx);
+
+/* ---- Printers (PropPrinter) ------------------------------------------------ */
+
+/* Prints a port VLAN policy: the VLAN line, the ranges and the flags. */
+void Prop_PrintPortVlan(const char *key, const void *value, uint32_t length, int32_t flags);
+/* Prints a private-VLAN map: one line per whole entry, then the flags. */
+void Prop_PrintPvlanMap(const char *key, const void *value, uint32_t length, int32_t flags);
+/* Prints the volatile VLAN of a port: the VLAN line, the ranges and the flags. */
+void Prop_PrintVolatileVlan(const char *key, const void *value, uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_VLAN_H

@@ -1,0 +1,138 @@
+/*
+ * vlan_test.cpp --
+ *
+ *    Transcripts of -v (port VLAN policy and priority) and -V (private-VLAN
+ *    map) in file mode and kernel mode, the listing of what they wrote, the
+ *    volatile VLAN that the kernel reports, and kernel writes that fail.
+ */
+
+#include <string>
+
+#include "zorcored_fixture.h"
+
+namespace {
+
+using transcript::DVS0_ID;
+using transcript::DVS1_ID;
+using transcript::NO_KERNEL_LOAD;
+using namespace transcript::lines;
+
+const std::string OP_FAILED = "Operation failed: status = ";
+const std::string VS_PRIORITY = "com.corvane.vswitch.port.priority";
+const std::string PVLAN_MAP_LINES =
+    "\t\t\t(100, 101) - isolated\n\t\t\t(100, 102) - community\n\t\t\t(100, 100) - promiscuous\n";
+const std::string PVLAN_MAP_OUT =
+    "scanning 3 entries\n"
+    "pvlan map entry: primary=100, secondary=101, type=2\n"
+    "pvlan map entry: primary=100, secondary=102, type=3\n"
+    "pvlan map entry: primary=100, secondary=100, type=1\n";
+
+/* A property printed as its header line, the given lines and the propType line. */
+std::string Block(const std::string &head, const std::string &lines,
+                  const std::string &flags = "CONFIG ") {
+  return "\t\t" + head + "\n" + lines + "\t\t\tpropType = " + flags + "\n";
+}
+
+/*
+ * A port as -A makes it, with its VLAN policy (the last of its initial
+ * properties, rewritten in place by -v) shown as policyLines.
+ */
+std::string PortWithVlan(const std::string &name, const std::string &vlanKey,
+                         const std::string &policyLines) {
+  std::string port = NewPort(name, vlanKey);
+  const size_t at = port.rfind("\t\t" + vlanKey + " = ");
+  EXPECT_NE(at, std::string::npos) << "the VLAN policy is no longer among a new port's lines";
+  return port.substr(0, at) + policyLines;
+}
+
+class VlanFile : public transcript::TranscriptTest {
+ protected:
+  const std::string NK = NO_KERNEL_LOAD;
+};
+
+TEST_F(VlanFile, SetsPolicyPriorityAndMapByClass) {
+  const std::string bad = "bad vlan specification: ',' outside the range field: ";
+  Check({
+      {"-f $F -i", 0, "", ""},
+      {"-f $F -a dvs0", 0, "", NK},
+      {"-f $F -A -p 7 dvs0", 0, "", NK},
+      {"-f $F -a --className etherswitch dvs1", 0, "", NK},
+      {"-f $F -A -p 3 dvs1", 0, "", NK},
+      {"-f $F -v '10;t5;100-200,300' -p 7 dvs0", 0, "", NK},
+      {"-f $F -v '20;x2p' -p 3 dvs1", 0, "bad flag/priority character: x\n", NK},
+      {"-f $F -V '100,101,i;100,102,c;100,100,p' dvs0", 0, PVLAN_MAP_OUT, NK},
+      {"-f $F -V 1,2 dvs1", 0, "scanning 0 entries\n", NK},
+      /* Refused before anything is written: the listing below shows none of these. */
+      {"-f $F -v 5 -p 9 dvs0", 3, "", NK + OP_FAILED + "0xbad0003\n"},
+      {"-f $F -v '10,20;t' -p 7 dvs0", 7, "", NK + bad + "10,20;t\n" + OP_FAILED + "0xbad0007\n"},
+      {"-f $F -V '1,2,i,3,4,c' dvs0", 7, "scanning 2 entries\n",
+       NK + "bad pvlan map: entry 1 is not ended by ';'\n" + OP_FAILED + "0xbad0007\n"},
+      {"-f $F -V 100,101,x dvs0", 255, "scanning 1 entries\nbad mapping type: x",
+       NK + OP_FAILED + "0xffffffff\n"},
+      {"-f $F -l", 0,
+       Switch(DVS0_ID, "dvs0") + Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
+           HOST_LIST +
+           PortWithVlan(
+               "7", VSWITCH_VLAN,
+               Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 100-200 300\n")) +
+           Hex(VS_PRIORITY, "0x 5. 0 <repeats 3 times>") + Switch(DVS1_ID, "dvs1", "etherswitch") +
+           Block("com.corvane.etherswitch.pvlanMap:", "") + HOST_LIST +
+           PortWithVlan("3", ETHER_VLAN, Block(ETHER_VLAN + " = PVLAN 20", "")) +
+           Hex("com.corvane.etherswitch.port.priority", "0x 2. 0 <repeats 3 times>"),
+       ""},
+  });
+}
+
+class VlanKernel : public transcript::KernelTest {};
+
+TEST_F(VlanKernel, WritesTheKernelAndListsTheVolatileVlan) {
+  CheckKernel({
+      {"-a dvs0", 0, "", ""},
+      {"-A -p 7 dvs0", 0, "", ""},
+      {"-v '10;t;' -p 7 dvs0", 0, "", ""},
+      {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0,
+       Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n"), ""},
+      {"-v 5 -p 9 dvs0", 3, "", OP_FAILED + "0xbad0003\n"},
+      {"-v '1;,' -p 7 dvs0", 7, "",
+       "bad vlan specification: ',' outside the range field: 1;,\n" + OP_FAILED + "0xbad0007\n"},
+      {"-V '100,101,i;100,102,c;100,100,p' dvs0", 0, PVLAN_MAP_OUT, ""},
+      {"-r com.corvane.vswitch.pvlanMap -p globalPropList dvs0", 0,
+       Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES), ""},
+  });
+  CtlOk(
+      "set-prop dvs0 7 com.corvane.common.port.volatile.vlan u16:12,u16:2,u16:5,u16:5,u16:6,u16:8");
+  CheckKernel({
+      {"-l dvs0", 0,
+       Switch(DVS0_ID, "dvs0") + Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
+           HOST_LIST +
+           PortWithVlan("7", VSWITCH_VLAN,
+                        Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n")) +
+           Block("com.corvane.common.port.volatile.vlan = VLAN 12", "\t\t\tranges = 5 6-8\n",
+                 "RUNTIME VOLATILE "),
+       ""},
+  });
+}
+
+TEST_F(VlanKernel, FailedWrites) {
+  CheckKernel({
+      {"-a dvs0", 0, "", ""},
+      {"-A -p 7 dvs0", 0, "", ""},
+  });
+  /* The priority is written first and its failure is not reported; the policy still goes in. */
+  CtlOk("fail PortDataSet 0xbad0017 1");
+  CheckKernel({
+      {"-v '30;4' -p 7 dvs0", 0, "", ""},
+      {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0, Block(VSWITCH_VLAN + " = VLAN 30", ""), ""},
+      {"-r " + VS_PRIORITY + " -p 7 dvs0", 3, "",
+       "Failed to get port data: Not found\n" + OP_FAILED + "0xbad0003\n"},
+  });
+  CtlOk("fail PortDataSet 0xbad0017");
+  CtlOk("fail GlobalPropSet 0xbad0001");
+  CheckKernel({
+      {"-v 40 -p 7 dvs0", 23, "", OP_FAILED + "0xbad0017\n"},
+      {"-V 1,2,p dvs0", 1, "scanning 1 entries\npvlan map entry: primary=1, secondary=2, type=1\n",
+       OP_FAILED + "0xbad0001\n"},
+  });
+}
+
+}  // namespace
