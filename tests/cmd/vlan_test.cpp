@@ -85,39 +85,29 @@ TEST_F(VlanFile, SetsPolicyPriorityAndMapByClass) {
 
 class VlanKernel : public transcript::KernelTest {};
 
-TEST_F(VlanKernel, WritesTheKernelAndListsTheVolatileVlan) {
+TEST_F(VlanKernel, WritesTheKernelListsTheVolatileVlanAndReportsFailedWrites) {
+  const std::string guest = Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n");
   CheckKernel({
       {"-a dvs0", 0, "", ""},
       {"-A -p 7 dvs0", 0, "", ""},
       {"-v '10;t;' -p 7 dvs0", 0, "", ""},
-      {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0,
-       Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n"), ""},
+      {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0, guest, ""},
       {"-v 5 -p 9 dvs0", 3, "", OP_FAILED + "0xbad0003\n"},
       {"-v '1;,' -p 7 dvs0", 7, "",
        "bad vlan specification: ',' outside the range field: 1;,\n" + OP_FAILED + "0xbad0007\n"},
       {"-V '100,101,i;100,102,c;100,100,p' dvs0", 0, PVLAN_MAP_OUT, ""},
-      {"-r com.corvane.vswitch.pvlanMap -p globalPropList dvs0", 0,
-       Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES), ""},
   });
   CtlOk(
       "set-prop dvs0 7 com.corvane.common.port.volatile.vlan u16:12,u16:2,u16:5,u16:5,u16:6,u16:8");
   CheckKernel({
       {"-l dvs0", 0,
        Switch(DVS0_ID, "dvs0") + Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
-           HOST_LIST +
-           PortWithVlan("7", VSWITCH_VLAN,
-                        Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n")) +
+           HOST_LIST + PortWithVlan("7", VSWITCH_VLAN, guest) +
            Block("com.corvane.common.port.volatile.vlan = VLAN 12", "\t\t\tranges = 5 6-8\n",
                  "RUNTIME VOLATILE "),
        ""},
   });
-}
 
-TEST_F(VlanKernel, FailedWrites) {
-  CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
-  });
   /* The priority is written first and its failure is not reported; the policy still goes in. */
   CtlOk("fail PortDataSet 0xbad0017 1");
   CheckKernel({
