@@ -1,0 +1,61 @@
+#!/usr/bin/env bash
+# vlan_bench.sh - end-to-end cost of one port VLAN edit (-v with a priority and two
+# ranges) and one private-VLAN map edit (-V with three entries), in file mode on 16
+# switches x 1024 ports x 8 properties, beside the floor of an edit (process start
+# plus reading and writing the file's bytes, as edit_bench.sh measures it) and the -s
+# edit that edit_bench.sh times. Neither command reads the kernel, so no zorcored runs;
+# -n spares the alias lookup.
+#
+# Needs hyperfine (installed when missing). Tunables (environment):
+#   DIR=/tmp/brakkvbench  scratch dir, wiped and recreated
+#   RUNS=30               timed runs per hyperfine benchmark
+#   BUILD=build-bench     Release build directory
+set -euo pipefail
+export LC_ALL=C
+cd "$(dirname "$0")/.."
+DIR=${DIR:-/tmp/brakkvbench}
+RUNS=${RUNS:-30}
+BUILD=${BUILD:-build-bench}
+case "$DIR" in /tmp/?*) ;; *) echo "DIR must be under /tmp" >&2; exit 1;; esac
+
+scripts/deps.sh
+command -v hyperfine >/dev/null || DEBIAN_FRONTEND=noninteractive apt-get install -y -qq hyperfine >/dev/null
+cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+ninja -C "$BUILD" brakk mkconfig floor >/dev/null
+B=$PWD/$BUILD
+BRAKK=$B/apps/net/dvs/brakk
+
+rm -rf "$DIR"; mkdir -p "$DIR"
+trap 'rm -rf "$DIR"' EXIT
+
+SW="64 76 73 33 00 00 00 00-00 00 00 00 00 00 00 00" # derived from dvs3
+F=$DIR/dvs.db
+bytes=$("$B/bench/mkconfig" "$F" 16 1024 8)
+edit=("$BRAKK" -f "$F" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
+vlan=("$BRAKK" -f "$F" -n -v '10;t5;100-200,300' -p 7 "$SW")
+pvlan=("$BRAKK" -f "$F" -n -V '100,101,i;100,102,c;100,100,p' "$SW")
+# Both changes must succeed and show in the listing before they are timed.
+"${vlan[@]}" && "${pvlan[@]}" >/dev/null &&
+  [ "$("$BRAKK" -f "$F" -l dvs3 | grep -c -e 'ranges = 100-200 300' -e '(100, 102) - community')" = 2 ] ||
+  { echo "-v or -V did not take" >&2; exit 1; }
+
+. bench/common.sh
+t_true=$(hf true "" /bin/true)
+read -r _ _ _ read_us _ write_us < <("$B/bench/floor" "$F" "$RUNS")
+t_edit=$(hf edit "" "${edit[@]}")
+t_vlan=$(hf vlan "" "${vlan[@]}")
+t_pvlan=$(hf pvlan "" "${pvlan[@]}")
+
+python3 - "$bytes" "$t_true" "$read_us" "$write_us" "$t_edit" "$t_vlan" "$t_pvlan" <<'PY'
+import sys
+b, t_true, r_us, w_us, t_edit, t_vlan, t_pvlan = sys.argv[1:]
+floor = float(t_true) + float(r_us) / 1e3 + float(w_us) / 1e3
+print(f"configuration: 16 switches x 1024 ports x 8 properties, {int(b)} bytes")
+print(f"floor: process start {float(t_true):.2f} ms + read {float(r_us)/1e3:.2f} ms"
+      f" + write/fsync/rename {float(w_us)/1e3:.2f} ms = {floor:.2f} ms")
+print(f"for comparison, -s (-n, as edit_bench.sh): {float(t_edit):.2f} ms"
+      f" = {float(t_edit)/floor:.2f}x floor")
+print(f"-v (-n, '10;t5;100-200,300' on port 7): {float(t_vlan):.2f} ms"
+      f" = {float(t_vlan)/floor:.2f}x floor (goal <= 3x)")
+print(f"-V (-n, three entries): {float(t_pvlan):.2f} ms = {float(t_pvlan)/floor:.2f}x floor")
+PY
