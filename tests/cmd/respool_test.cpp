@@ -1,0 +1,166 @@
+/*
+ * respool_test.cpp --
+ *
+ *    Transcripts of -k, -K, -z, -j and -H: they always write the kernel's
+ *    copy of the switch, so kernel mode lists what they wrote, file mode
+ *    beside a running zorcored writes the kernel and leaves the file
+ *    alone, and file mode on a host without the kernel module fails with
+ *    its status. A running -g prints the event that -H posts.
+ */
+
+#include <signal.h>
+
+#include <string>
+
+#include "zorcored_fixture.h"
+
+namespace {
+
+using transcript::Background;
+using transcript::DVS0_ID;
+using transcript::NO_KERNEL_LOAD;
+using transcript::ReadFile;
+using namespace transcript::lines;
+
+const std::string OP_FAILED = "Operation failed: status = ";
+const std::string NK = NO_KERNEL_LOAD;
+
+const std::string POOLS =
+    "\t\tcom.corvane.common.respools.list:\n\t\t\tgold\n\t\t\tsilver\n"
+    "\t\t\tpropType = CONFIG \n";
+const std::string SCHED_ON =
+    "\t\tcom.corvane.common.respools.sched:\n\t\t\tactive\n"
+    "\t\t\tpropType = CONFIG \n";
+const std::string SCHED_OFF =
+    "\t\tcom.corvane.common.respools.sched:\n\t\t\tinactive\n"
+    "\t\t\tpropType = CONFIG \n";
+const std::string YELLOW =
+    "\t\tcom.corvane.common.host.volatile.status = yellow uplink lost, "
+    "\tpropType = CONFIG \n";
+const std::string CFG =
+    "\t\tcom.corvane.common.port.respools.cfg:\n\t\t\tgold:100:50:-1:3\n"
+    "\t\t\tpropType = CONFIG \n";
+const std::string ASSOC =
+    "\t\tcom.corvane.common.port.respool.assoc:\n\t\t\tgold\n"
+    "\t\t\tpropType = CONFIG \n";
+
+class RespoolKernel : public transcript::KernelTest {
+ protected:
+  /* Runs a command that must end in the usage text, with err on standard error. */
+  void ExpectUsage(const std::string &command, const std::string &err) {
+    const transcript::RunResult r = Brakk(command, Kernel());
+    EXPECT_EQ(r.exitStatus, 0) << command;
+    EXPECT_EQ(r.out.rfind("Warning: This is an unsupported command.", 0), 0u) << command;
+    EXPECT_EQ(r.err, err) << command;
+  }
+};
+
+TEST_F(RespoolKernel, CommandsWriteTheKernelAndTheListingShowsThem) {
+  const std::string head = Switch(DVS0_ID, "dvs0");
+  CheckKernel({
+      {"-a dvs0", 0, "", ""},
+      {"-A -p 7 dvs0", 0, "", ""},
+      {"-k 'gold;silver' dvs0", 0, "", ""},
+      {"-j activated dvs0", 0, "", ""},
+      {"-K gold:100:50:-1:3 -p 7 dvs0", 0, "", ""},
+      {"-z gold -p 7 dvs0", 0, "", ""},
+      {"-H 'yellow:uplink lost' dvs0", 0, "", ""},
+      {"-l dvs0", 0, head + POOLS + SCHED_ON + HOST_LIST + YELLOW + NewPort("7") + CFG + ASSOC, ""},
+      /* An empty pool ID removes the association; a second removal finds none. */
+      {"-z '' -p 7 dvs0", 0, "", ""},
+      {"-z '' -p 7 dvs0", 3, "", OP_FAILED + "0xbad0003\n"},
+      {"-j deactivate dvs0", 0, "", ""},
+      {"-k '' dvs0", 0, "", ""},
+      {"-l dvs0", 0,
+       head + "\t\tcom.corvane.common.respools.list:\n\t\t\t<none>\n\t\t\tpropType = CONFIG \n" +
+           SCHED_OFF + HOST_LIST + YELLOW + NewPort("7") + CFG,
+       ""},
+  });
+  ExpectUsage("-K gold:1:2:3:4 dvs0", "port name not specified.\n");
+  ExpectUsage("-z gold dvs0", "port name not specified.\n");
+}
+
+TEST_F(RespoolKernel, BadArgumentsAndFailedWritesAreReported) {
+  const std::string id128(128, 'p');
+  CheckKernel({
+      {"-a dvs0", 0, "", ""},
+      {"-A -p 7 dvs0", 0, "", ""},
+      {"-K gold:100:50 -p 7 dvs0", 7, "",
+       "Incorrect data format. Expect: pool:resv:share:limit:tag;...\n" + OP_FAILED +
+           "0xbad0007\n"},
+      {"-K " + id128 + ":1:2:3:4 -p 7 dvs0", 7, "",
+       "Incorrect data format. Network resource pool id is too long (128, max 127).\n" + OP_FAILED +
+           "0xbad0007\n"},
+      {"-k a;" + id128 + " dvs0", 7, "",
+       "Incorrect data format. Network resource pool id is too long (max 127).\n" + OP_FAILED +
+           "0xbad0007\n"},
+      {"-j on dvs0", 7, "",
+       "Invalid argument [activate|deactivate] but on is passed\n" + OP_FAILED + "0xbad0007\n"},
+      {"-H Red:down dvs0", 7, "", "Invalid color: Red\n" + OP_FAILED + "0xbad0007\n"},
+      {"-K gold:1:2:3:4 -p 9 dvs0", 3, "",
+       "Fail to set the network resource pools configuration\n" + OP_FAILED + "0xbad0003\n"},
+      {"-z gold -p 9 dvs0", 3, "",
+       "Fail to associate to network resource pool gold\n" + OP_FAILED + "0xbad0003\n"},
+      {"-l dvs0", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7"), ""},
+  });
+  CtlOk("fail GlobalPropSet 0xbad0001 2");
+  CheckKernel({
+      {"-k gold dvs0", 1, "",
+       "Fail to set the network resource pools list\n" + OP_FAILED + "0xbad0001\n"},
+      {"-j activate dvs0", 1, "",
+       "Fail to activate network resource pools scheduling\n" + OP_FAILED + "0xbad0001\n"},
+  });
+}
+
+TEST_F(RespoolKernel, FileModeWritesTheKernelNotTheFile) {
+  CheckKernel({
+      {"-f $F -i", 0, "", ""},
+      {"-f $F -a dvs0", 0, "", ""},
+      {"-f $F -A -p 7 dvs0", 0, "", ""},
+      {"-a dvs0", 0, "", ""},
+      {"-A -p 7 dvs0", 0, "", ""},
+      {"-f $F -k 'gold;silver' dvs0", 0, "", ""},
+      {"-f $F -K gold:100:50:-1:3 -p 7 dvs0", 0, "", ""},
+      {"-f $F -H 'yellow:uplink lost' dvs0", 0, "", ""},
+      {"-f $F -l dvs0", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7"), ""},
+      {"-l dvs0", 0, Switch(DVS0_ID, "dvs0") + POOLS + HOST_LIST + YELLOW + NewPort("7") + CFG, ""},
+  });
+}
+
+TEST_F(RespoolKernel, HostStatusPostsItsEventEvenWhenTheWriteFails) {
+  CheckKernel({{"-a dvs0", 0, "", ""}});
+  Background listener = StartBrakk({"-g"});
+  ASSERT_TRUE(WaitUntil([&] { return Info("listeners") == 1; }));
+  CheckKernel({{"-H Red dvs0", 7, "", "Invalid color: Red\n" + OP_FAILED + "0xbad0007\n"}});
+  CtlOk("fail HostPropSet 0xbad0001 1");
+  CheckKernel({
+      {"-H yellow:x dvs0", 1, "", "DVSZOR_HostPropSet failed\n" + OP_FAILED + "0xbad0001\n"},
+      {"-H green dvs0", 0, "", ""},
+  });
+  const std::string event =
+      "poll returned true\nreceived dvs event HostStatus change: dvswitch " + DVS0_ID + "\n";
+  ASSERT_TRUE(WaitUntil([&] { return ReadFile(listener.outPath).size() >= 2 * event.size(); }));
+  EXPECT_EQ(StopBackground(listener, SIGTERM), event + event);
+}
+
+class RespoolNoKernel : public transcript::TranscriptTest {};
+
+TEST_F(RespoolNoKernel, CommandsFailWithTheKernelsStatus) {
+  const std::string noKernel = OP_FAILED + "0xbad0101\n";
+  Check({
+      {"-f $F -i", 0, "", ""},
+      {"-f $F -a dvs0", 0, "", NK},
+      {"-f $F -A -p 7 dvs0", 0, "", NK},
+      {"-f $F -k gold dvs0", 1, "",
+       NK + "Fail to set the network resource pools list\n" + noKernel},
+      {"-f $F -z '' -p 7 dvs0", 1, "", NK + noKernel},
+      {"-f $F -H green dvs0", 1, "failed to post dvs event: No kernel switch module on this host\n",
+       NK + "DVSZOR_HostPropSet failed\n" + noKernel},
+      /* A bad argument is refused before the kernel is asked. */
+      {"-f $F -K gold -p 7 dvs0", 7, "",
+       NK + "Incorrect data format.\n" + OP_FAILED + "0xbad0007\n"},
+      {"-f $F -l dvs0", 0, Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("7"), NK},
+  });
+}
+
+}  // namespace
