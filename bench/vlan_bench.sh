@@ -36,7 +36,7 @@ vlan=("$BRAKK" -f "$F" -n -v '10;t5;100-200,300' -p 7 "$SW")
 pvlan=("$BRAKK" -f "$F" -n -V '100,101,i;100,102,c;100,100,p' "$SW")
 # Both changes must succeed and show in the listing before they are timed.
 "${vlan[@]}" && "${pvlan[@]}" >/dev/null &&
-  [ "$("$BRAKK" -f "$F" -l dvs3 | grep -c -e 'ranges = 100-200 300' -e '(100, 102) - community')" = 2 ] ||
+  [ "$("$BRAKK" -f "$F" -l dvs3 2>/dev/null | grep -c -e 'ranges = 100-200 300' -e '(100, 102) - community')" = 2 ] ||
   { echo "-v or -V did not take" >&2; exit 1; }
 
 . bench/common.sh
