@@ -54,10 +54,6 @@ TEST_F(HealthCheckFile, DeployParameteriseListAndRemove) {
        NK},
       {"-f $F --vlanMTUChkRemove dvs0", 0, "", NK},
       {"-f $F --vlanMTUChkRemove dvs0", 3, "", NK + OP_FAILED + "0xbad0003\n"},
-      /* A bad range ends the program before anything is loaded. */
-      {"-f $F --qeltVLMChkParam 0-4095 dvs0", 1, "", "Bad vlan range: from 0 to 4095\n"},
-      {"-f $F -l dvs0", 0, head + TEAM_DEPLOY + TEAM_PARAM + QELT_DEPLOY + QELT_PARAM + HOST_LIST,
-       NK},
       {"-f $F --teamchkParam 0 dvs0", 0, "", NK},
       {"-f $F -l dvs0", 0,
        head + TEAM_DEPLOY + "\t\tcom.corvane.fenn.teamcheck.param: NonIPHASH\n" + QELT_DEPLOY +

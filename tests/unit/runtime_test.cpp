@@ -54,49 +54,18 @@ struct PrintCase {
 const std::string TYPE = "propType = RUNTIME VOLATILE \n";
 
 TEST(RuntimePrint, FixedLayouts) {
-  Bytes stats(128);
-  for (size_t i = 0; i < 16; i++) stats[8 * i] = static_cast<uint8_t>(i + 1);
-  stats[127] = 0x80; /* the last counter is 2^63 + 16 */
-  std::string statsOut = "\t\tk:\n";
-  const char *names[] = {"pktsInUnicast",     "bytesInUnicast",   "pktsInMulticast",
-                         "bytesInMulticast",  "pktsInBroadcast",  "bytesInBroadcast",
-                         "pktsOutUnicast",    "bytesOutUnicast",  "pktsOutMulticast",
-                         "bytesOutMulticast", "pktsOutBroadcast", "bytesOutBroadcast",
-                         "pktsInDropped",     "pktsOutDropped",   "pktsInException"};
-  for (size_t i = 0; i < 15; i++) {
-    statsOut += std::string("\t\t\t") + names[i] + " = " + std::to_string(i + 1) + "\n";
-  }
-  const Bytes statsShort(stats.begin(), stats.begin() + 20);
-
-  const Bytes passthruReason = {0,  0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,
-                                42, 0,    0,    0,    0,    0,    0,    1};
+  /* Two counters and part of a third; the second is above 2^63. */
+  const Bytes stats = {1, 0, 0, 0, 0, 0, 0, 0, 16, 0, 0, 0, 0, 0, 0, 0x80, 3, 0};
   const std::vector<PrintCase> cases = {
-      {"integer", Prop_PrintInt, {1, 0, 0, 0}, "\t\tk = 1 , \t" + TYPE},
       {"negative integer", Prop_PrintInt, {0xfe, 0xff, 0xff, 0xff, 9}, "\t\tk = -2 , \t" + TYPE},
       {"integer cut short", Prop_PrintInt, {1, 0}, "\t\tk = \n"},
-      {"upgrade", Prop_PrintUpgrade, {200, 1}, "\t\tk = 200, \t" + TYPE},
-      {"upgrade empty", Prop_PrintUpgrade, {}, "\t\tk = \n"},
-      {"link up at 1000 full",
-       Prop_PrintLinkStatus,
-       {1, 0, 64, 0},
-       "\t\tk =\n\t\t\tlink up; 1000 Mb/s, full duplex\n\t\t\t" + TYPE},
-      {"link down at 100 Gb/s",
-       Prop_PrintLinkStatus,
-       {0, 0, 0x00, 0x80},
-       "\t\tk =\n\t\t\tlink down; 100 Gb/s, full duplex\n\t\t\t" + TYPE},
       {"no code 256",
        Prop_PrintLinkStatus,
        {2, 0, 0, 1},
        "\t\tk =\n\t\t\tlink up; unknown speed/duplex 256\n\t\t\t" + TYPE},
-      {"code 0",
-       Prop_PrintLinkStatus,
-       {0, 0, 0, 0},
-       "\t\tk =\n\t\t\tlink down; unknown speed/duplex 0\n\t\t\t" + TYPE},
       {"link status without code", Prop_PrintLinkStatus, {1, 0, 64}, "\t\tk =\n\t\t\tlink up;\n"},
       {"port in use, link up, blocked", Prop_PrintPortStatus, PortStatus(7, 9, "vm-a"),
        "\t\tk = inUse linkUp blocked portID=9 vm-a " + TYPE},
-      {"port in use only", Prop_PrintPortStatus, PortStatus(1, 3, ""),
-       "\t\tk = inUse portID=3  " + TYPE},
       {"free port ignores the rest", Prop_PrintPortStatus, PortStatus(6, 9, "x"), "\t\tk = free\n"},
       {"port name without NUL",
        Prop_PrintPortStatus,
@@ -108,16 +77,8 @@ TEST(RuntimePrint, FixedLayouts) {
        "\t\tk = inUse\n"},
       {"port status cut in its bits", Prop_PrintPortStatus, {1, 0, 0}, "\t\tk =\n"},
       {"passthru active", Prop_PrintPassthruStatus, {0x08}, "\t\tk = passthru, \t" + TYPE},
-      {"passthru reason", Prop_PrintPassthruStatus, passthruReason,
-       "\t\tk = noPassthruReason=72057594037927978, \t" + TYPE},
-      {"passthru reason missing",
-       Prop_PrintPassthruStatus,
-       {0, 0, 0, 0, 0, 0, 0, 0, 1},
-       "\t\tk =\n"},
-      {"statistics", Prop_PrintStatistics, stats,
-       statsOut + "\t\t\tpktsOutException = 9223372036854775824\n\t\t\t" + TYPE},
-      {"statistics cut short", Prop_PrintStatistics, statsShort,
-       "\t\tk:\n\t\t\tpktsInUnicast = 1\n\t\t\tbytesInUnicast = 2\n"},
+      {"statistics cut short", Prop_PrintStatistics, stats,
+       "\t\tk:\n\t\t\tpktsInUnicast = 1\n\t\t\tbytesInUnicast = 9223372036854775824\n"},
   };
   for (const PrintCase &c : cases) {
     EXPECT_EQ(Print(c.print, c.value), c.out) << c.what;
@@ -140,27 +101,20 @@ TEST(RuntimePrint, ServiceTextWalk) {
            "\t\t\tService Profiles\n\t\t\tProfile 1:\n\t\t\t\tname = web\n"
            "\t\t\t\tports = 80\n\t\t\tProfile 2:\n\t\t\t\tn = db\n" +
            type},
-      {"instances", Prop_PrintServiceInstances,
-       Text("<serviceinstances><od><k>id</k><v>7</v></od></serviceinstances>"),
-       head + "\t\t\tService Instances\n\t\t\tInstance 1:\n\t\t\t\tid = 7\n" + type},
       {"empty profile list", Prop_PrintServiceProfiles, Text("serviceprofiles/"),
        head + "\t\t\tempty\n" + type},
-      {"empty instance list", Prop_PrintServiceInstances, Text("<serviceinstances/>"),
-       head + "\t\t\tEmpty Configuration\n" + type},
-      {"the other kind's tags mean nothing", Prop_PrintServiceInstances,
-       Text("<serviceprofiles/><serviceinstances/>"), head + "\t\t\tEmpty Configuration\n" + type},
       {"no closing tag", Prop_PrintServiceProfiles, Text(noClose),
        head + "\t\t\tService Profiles\n\t\t\tProfile 1:\n\t\t\t\ta = b\n" + noClose + "\n" + type},
       {"tag of 32 characters", Prop_PrintServiceProfiles, Text(longTag),
        head + "\t\t\tService Profiles\n" + longTag + "\n" + type},
-      {"value ends at '>'", Prop_PrintServiceProfiles, Text("<serviceprofiles><od><k>a>"),
-       head + "\t\t\tService Profiles\n\t\t\tProfile 1:\n<serviceprofiles><od><k>a>\n" + type},
       {"key of 127 characters", Prop_PrintServiceInstances, Text(key127),
        head + "\t\t\tService Instances\n\t\t\tInstance 1:\n\t\t\t\t" + std::string(127, 'k') +
            " = " + key127 + "\n" + type},
       {"key of 128 characters", Prop_PrintServiceInstances, Text(key128),
        head + "\t\t\tService Instances\n\t\t\tInstance 1:\n" + key128 + "\n" + type},
-      {"text without NUL, ending in a tag", Prop_PrintServiceProfiles, {'<', 'o', 'd'},
+      {"text without NUL, ending in a tag",
+       Prop_PrintServiceProfiles,
+       {'<', 'o', 'd'},
        head + "\t\t\tProfile 1:\n<od\n" + type},
       {"empty value", Prop_PrintServiceProfiles, {}, head + "\n" + type},
   };
