@@ -122,7 +122,7 @@ struct ServiceText {
 };
 
 void PutLine(std::string_view text) {
-  fwrite(text.data(), 1, text.size(), stdout);
+  if (!text.empty()) fwrite(text.data(), 1, text.size(), stdout);
   putchar('\n');
 }
 
@@ -246,7 +246,7 @@ void Prop_PrintPortStatus(const char *key, const void *value, uint32_t length, i
     printf("\n");
     return;
   }
-  fwrite(name->data(), 1, name->size(), stdout);
+  if (!name->empty()) fwrite(name->data(), 1, name->size(), stdout);
   printf(" propType = %s\n", flagsText.text);
 }
 

@@ -100,7 +100,7 @@ ZOR_ReturnStatus Done(ByteWriter &writer, std::vector<uint8_t> &value) {
 
 /* Prints a text field as read by ByteReader::Text (it may hold no NUL). */
 void PutText(std::string_view text) {
-  fwrite(text.data(), 1, text.size(), stdout);
+  if (!text.empty()) fwrite(text.data(), 1, text.size(), stdout);
 }
 
 }  // namespace
