@@ -231,9 +231,9 @@ ZOR_ReturnStatus ReconcileLagPorts(const CommandContext &ctx, const std::vector<
   ZOR_ReturnStatus status = ZOR_OK;
   if (stored == nullptr) {
     for (const Lag &lag : newLags) {
-      if (lag.portNumber > 0 && (status = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls)) != 0) {
-        return FailedToCreate(status);
-      }
+      if (lag.portNumber == 0) continue;
+      status = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
+      if (status != ZOR_OK) return FailedToCreate(status);
     }
     return ZOR_OK;
   }
