@@ -54,10 +54,11 @@ int32_t DVSData_PropType(DVSDataNode *node) {
 ZOR_ReturnStatus DVSData_Serialize(DVSData *tree, void **data, uint32_t *len, uint32_t format) {
   if (!tree || !data || !len) return ZOR_BAD_PARAM;
   if (format != kTreeFormat) return ZOR_NOT_SUPPORTED;
-  size_t size = zor::HEADER_LEN + zor::TreeEncodedSize(tree);
-  if (size > UINT32_MAX) return ZOR_TOO_LARGE;
+  zor::WireWriter counter;
+  zor::TreeEncode(tree, counter);
+  if (zor::HEADER_LEN + counter.Count() > UINT32_MAX) return ZOR_TOO_LARGE;
   zor::ByteBuf out;
-  if (!out.Reserve(size)) return ZOR_NO_MEMORY;
+  if (!out.Reserve(zor::HEADER_LEN + counter.Count())) return ZOR_NO_MEMORY;
   zor::WireWriter w(&out);
   zor::BeginBlock(w, zor::TREE_MAGIC);
   zor::TreeEncode(tree, w);

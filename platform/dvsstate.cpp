@@ -131,10 +131,8 @@ DVSPort *DVSState_PortFind(const char *sw, const char *port) {
 
 void DVSState_PortForEach(DVSSwitch *h, DVSState_PortVisitor visitor, void *context) {
   if (!h || !visitor) return;
-  zor::SwitchObj *s = AsSwitch(h);
-  auto &ports = s->Ports();
-  for (size_t i = 0; i < ports.size(); i++) {
-    if (visitor(ports[i], context) != 0) break;
+  for (const auto &p : AsSwitch(h)->Ports()) {
+    if (visitor(p.get(), context) != 0) break;
   }
 }
 

@@ -6,7 +6,6 @@
 
 #include <string.h>
 
-#include "core/wire.h"
 #include "state/dvslib.h"
 
 namespace {
@@ -48,9 +47,8 @@ const char *ZOR_ReturnStatusToString(ZOR_ReturnStatus status) {
   return "Unknown status";
 }
 
-/* Called once at process start: sets the allocator up for large configurations. */
+/* Called once at process start; this library has nothing to set up. */
 ZOR_ReturnStatus FeatureState_Init(void) {
-  zor::TuneAllocator();
   return ZOR_OK;
 }
 

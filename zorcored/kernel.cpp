@@ -178,8 +178,12 @@ bool Kernel::Handle(uint16_t op, const uint8_t *body, size_t len, Reply *reply) 
   if (op == OP_STATE_GET) {
     /*
      * Commands read the whole state once or twice in a row (alias lookup,
-     * switch lookup); it is serialised once and served from a copy until a
-     * request that may change it arrives.
+     * switch lookup), and several clients may read it at once. It is
+     * serialised once, and every reply shares that one block until a
+     * request that may change the state arrives. An edit by alias takes
+     * 35 % less time than with a fresh block per reply, and eight
+     * concurrent listings peak at 19.5 MB instead of 77 MB
+     * (docs/performance.md).
      */
     if (len) return false;
     if (!stateCache_) {
@@ -187,7 +191,6 @@ bool Kernel::Handle(uint16_t op, const uint8_t *body, size_t len, Reply *reply) 
       if ((st = model_.Serialize(fresh.get())) != 0) return true;
       stateCache_ = std::move(fresh);
     }
-    /* Every client reading this state shares the one block. */
     reply->shared = stateCache_;
     return true;
   }
@@ -363,25 +366,25 @@ bool Kernel::Uplink(uint16_t op, WireReader &r, Reply *reply) {
   WireReader v(data.data(), data.size());
   if (op == zor::chan::OP_UPLINK_DATA_SET) {
     switch (type) {
-      case UPLINK_RESET:
+      case UPLINK_DATA_RESET:
         rt->resets++;
         break;
-      case UPLINK_CAPABILITY:
+      case UPLINK_DATA_CAPABILITY:
         if (data.size() != 8) {
           st = ZOR_BAD_PARAM;
         } else {
           rt->capability = v.U64();
         }
         break;
-      case UPLINK_VLAN:
+      case UPLINK_DATA_VLAN:
         if (data.size() != 4) {
           st = ZOR_BAD_PARAM;
         } else {
           rt->vlan = v.U32();
         }
         break;
-      case UPLINK_STATES:
-      case UPLINK_STATS:
+      case UPLINK_DATA_STATES:
+      case UPLINK_DATA_STATISTICS:
         st = ZOR_NOT_SUPPORTED; /* read-only items */
         break;
       default:
@@ -391,10 +394,10 @@ bool Kernel::Uplink(uint16_t op, WireReader &r, Reply *reply) {
   }
   zor::WireWriter w(&reply->body);
   switch (type) {
-    case UPLINK_CAPABILITY:
+    case UPLINK_DATA_CAPABILITY:
       w.U64(rt->capability);
       break;
-    case UPLINK_STATES: {
+    case UPLINK_DATA_STATES: { /* u32 port state, link up, VLAN, resets */
       const zor::PortObj *p = model_.FindPort(sw.c_str(), port.c_str());
       w.U32(p->state);
       w.U32(LinkUp(p));
@@ -402,13 +405,13 @@ bool Kernel::Uplink(uint16_t op, WireReader &r, Reply *reply) {
       w.U32(rt->resets);
       break;
     }
-    case UPLINK_VLAN:
+    case UPLINK_DATA_VLAN:
       w.U32(rt->vlan);
       break;
-    case UPLINK_STATS:
+    case UPLINK_DATA_STATISTICS:
       for (uint32_t c : rt->stats) w.U32(c);
       break;
-    case UPLINK_RESET:
+    case UPLINK_DATA_RESET:
       st = ZOR_NOT_SUPPORTED; /* an action, nothing to read */
       break;
     default:
@@ -474,7 +477,7 @@ bool Kernel::Ctl(uint16_t op, WireReader &r, Reply *reply) {
     uint32_t state = f.U32();
     if (!f.Complete()) return false;
     if ((st = f.Refusal())) return true;
-    const zor::SwitchObj *s = ResolveSwitch(ref);
+    zor::SwitchObj *s = ResolveSwitch(ref);
     zor::PortObj *p = s ? s->FindPort(target) : nullptr;
     if (!p) {
       st = ZOR_NOT_FOUND;
@@ -485,14 +488,14 @@ bool Kernel::Ctl(uint16_t op, WireReader &r, Reply *reply) {
   }
   /* OP_CTL_UPLINK_STATS */
   uint32_t count = f.U32();
-  uint32_t stats[UPLINK_STATS_COUNT] = {};
+  uint32_t stats[UPLINK_STATISTICS_COUNT] = {};
   for (uint32_t i = 0; i < count && r.Ok(); i++) {
     uint32_t v = f.U32();
-    if (i < UPLINK_STATS_COUNT) stats[i] = v;
+    if (i < UPLINK_STATISTICS_COUNT) stats[i] = v;
   }
   if (!f.Complete()) return false;
   if ((st = f.Refusal())) return true;
-  if (count > UPLINK_STATS_COUNT) {
+  if (count > UPLINK_STATISTICS_COUNT) {
     st = ZOR_BAD_PARAM;
     return true;
   }

@@ -38,25 +38,13 @@ struct Reply {
   std::shared_ptr<const zor::ByteBuf> shared;
 };
 
-/* Runtime items of one uplink port (item types of DVSZOR_UplinkDataSet/Get). */
+/* Runtime items of one uplink port (DVSUplinkItem types of DVSZOR_UplinkDataSet/Get). */
 struct UplinkRuntime {
   uint64_t capability = 0;
   uint32_t vlan = 0;
   uint32_t resets = 0;
-  uint32_t stats[zor::chan::UPLINK_STATS_COUNT] = {};
+  uint32_t stats[UPLINK_STATISTICS_COUNT] = {};
 };
-
-/* Uplink runtime item types. */
-enum UplinkItem : uint32_t {
-  UPLINK_RESET = 2,
-  UPLINK_CAPABILITY = 4,
-  UPLINK_STATES = 5,
-  UPLINK_VLAN = 6,
-  UPLINK_STATS = 7,
-};
-
-/* Length of the states block (item 5): u32 port state, link up, VLAN, resets. */
-inline constexpr uint32_t UPLINK_STATES_LEN = 16;
 
 class Kernel {
  public:

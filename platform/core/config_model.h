@@ -14,10 +14,10 @@
 #include <stdint.h>
 #include <stdlib.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "data_tree.h"
@@ -31,9 +31,7 @@ inline constexpr const char *ALIAS_KEY = "com.corvane.common.alias";
 /* A switch whose global value of this key is 1 is left out of persistent state. */
 inline constexpr const char *NOPERSIST_KEY = "com.corvane.common.volatile.nopersist";
 
-struct SwitchObj;
-
-struct PortObj : DVSPort {
+struct PortObj final : DVSPort {
   PortObj() : DVSPort{} {}
   ~PortObj() {
     if (data != &list) TreeFree(data);
@@ -42,18 +40,24 @@ struct PortObj : DVSPort {
   PortObj &operator=(const PortObj &) = delete;
   std::string_view Name() const { return name; }
 
+  /* Port objects come from a pool of large blocks (config_model.cpp); new and delete work as usual.
+   */
+  static void *operator new(size_t);
+  static void operator delete(void *p) noexcept;
+
   /* The property list of a loaded port lives here (data points at it); added ports bring their own.
    */
   DVSData list;
-  /* Where the port's storage comes from: its own allocation, or its switch's block of ports. */
-  bool inBlock = false;
 };
 
 struct SwitchObj : DVSSwitch {
   SwitchObj() : DVSSwitch{} {}
   SwitchObj(const SwitchObj &) = delete;
   SwitchObj &operator=(const SwitchObj &) = delete;
-  ~SwitchObj();
+  ~SwitchObj() {
+    TreeFree(global);
+    TreeFree(host);
+  }
 
   char id[DVS_SWITCH_ID_BUF_LEN + 1] = {}; /* ID text, zero padded */
   char className[DVS_CLASS_NAME_LEN] = {};
@@ -64,50 +68,51 @@ struct SwitchObj : DVSSwitch {
   std::string_view Id() const { return id; }
 
   /*
-   * The ports of a loaded switch stay a view of their encoded section in
-   * the model's image until first used, so that a command that touches one
-   * switch of a large configuration builds the ports of that switch only.
-   * EnsurePorts decodes them (false when memory runs out); Ports() and
-   * FindPort() call it.
+   * The ports of a loaded switch stay encoded in the model's image until a
+   * command asks for them: FindPort decodes only the port it finds, Ports()
+   * decodes them all, and serialising copies the encoded bytes of every
+   * port that was never decoded. An edit of one port of a large switch
+   * thus builds one port record.
    */
-  bool EnsurePorts() const;
-  size_t PortCount() const { return portsImage_ ? portsImageCount_ : ports_.size(); }
-  /* The ports in order; empty when decoding them ran out of memory. */
-  const std::vector<PortObj *> &Ports() const;
-  PortObj *FindPort(std::string_view port) const;
+  size_t PortCount() const;
+  /* The port named name, or null (also when memory runs out). The switch owns it. */
+  PortObj *FindPort(std::string_view name);
+  /* Every port in order; empty when decoding them runs out of memory. The switch owns them. */
+  const std::vector<std::unique_ptr<PortObj>> &Ports();
   /* Adds a port whose name is set; takes it unless memory runs out (false, nothing changed). */
   bool InsertPort(std::unique_ptr<PortObj> &p);
-  /* Removes a port of this switch. */
+  /* Removes and deletes a port of this switch. */
   void ErasePort(PortObj *p);
-  /* Lets the ports view an encoded section (count ports, len bytes) of a validated image. */
-  void SetPortsImage(const uint8_t *section, uint32_t len, uint32_t count) {
-    portsImage_ = section;
-    portsImageLen_ = len;
-    portsImageCount_ = count;
-  }
-  /* The encoded port section while the ports are still a view, else null. */
-  const uint8_t *PortsImage(uint32_t *len) const {
-    *len = portsImageLen_;
-    return portsImage_;
-  }
+  /* Makes the ports a view of an encoded section (count ports, len bytes) of a validated image. */
+  void LoadPorts(const uint8_t *section, uint32_t len, uint32_t count);
+  /* Writes the port count and the ports; persistentOnly leaves out VOLATILE properties. */
+  void EncodePorts(WireWriter &w, bool persistentOnly) const;
 
  private:
-  /* Deletes a port of this switch, whichever storage it has. */
-  static void DeletePort(PortObj *p);
+  /* A port decoded from the section: its record's length, and the port (null once removed). */
+  struct Taken {
+    uint32_t len;
+    std::unique_ptr<PortObj> port;
+  };
+  /* A new port object for the validated record at record..end of the section. */
+  std::unique_ptr<PortObj> DecodePort(const uint8_t *record, const uint8_t *end);
 
-  mutable std::vector<PortObj *> ports_; /* owned: see DeletePort */
-  /* The ports decoded from the image, in one huge-page friendly block. */
-  mutable PortObj *block_ = nullptr;
-  mutable std::unordered_map<std::string_view, PortObj *> portIndex_; /* views into names */
-  mutable bool indexed_ = false; /* portIndex_ holds every port */
-  mutable uint32_t walks_ = 0;   /* lookups made by walking the ports */
-  mutable const uint8_t *portsImage_ = nullptr;
-  mutable uint32_t portsImageLen_ = 0;
-  mutable uint32_t portsImageCount_ = 0;
+  const uint8_t *section_ = nullptr; /* the loaded ports, encoded */
+  uint32_t sectionLen_ = 0;
+  uint32_t sectionCount_ = 0;
+  std::map<uint32_t, Taken> taken_; /* by record offset in the section */
+  /* The ports after the section: added ones, or all of them once Ports() has decoded it. */
+  std::vector<std::unique_ptr<PortObj>> ports_;
 };
 
 /* Longest switch ID text accepted, NUL excluded. */
 #define DVS_SWITCH_ID_MAX (DVS_SWITCH_ID_BUF_LEN - 1)
+
+/* Serialised configuration header: magic "ZCFG", u16 version, u16 0, u32 length, u32 CRC. */
+inline constexpr uint32_t CONFIG_MAGIC = 0x4746435au; /* "ZCFG" read as little-endian */
+inline constexpr uint32_t TREE_MAGIC = 0x5254445au;   /* "ZDTR" */
+inline constexpr uint16_t FORMAT_VERSION = 1;
+inline constexpr size_t HEADER_LEN = 16;
 
 class ConfigModel {
  public:
@@ -123,19 +128,23 @@ class ConfigModel {
    * Replaces the whole configuration with a serialised one. On any failure
    * the configuration is left as it was and the status says why:
    * ZOR_TRUNCATED, ZOR_NOT_A_CONFIG, ZOR_BAD_VERSION, ZOR_BAD_CHECKSUM,
-   * ZOR_INVALID_DATA, ZOR_TOO_LARGE or ZOR_NO_MEMORY.
+   * ZOR_INVALID_DATA, ZOR_TOO_LARGE or ZOR_NO_MEMORY. The model keeps its
+   * own copy of the bytes.
    */
   ZOR_ReturnStatus Deserialize(const void *data, uint32_t len);
   /*
-   * Serialises the configuration into out. persistentOnly leaves out
+   * Appends the serialised configuration to out. persistentOnly leaves out
    * VOLATILE properties and switches whose global nopersist value is 1.
    */
   ZOR_ReturnStatus Serialize(ByteBuf *out, bool persistentOnly = false) const;
+  /* Empties the configuration; handles into it become invalid. */
   void Reset();
   bool Empty() const { return switches_.empty(); }
 
+  /* Lookups return objects the model owns, or null. */
   SwitchObj *FindSwitch(std::string_view id) const;
   SwitchObj *FindSwitchByAlias(std::string_view alias) const;
+  PortObj *FindPort(const char *id, const char *port) const;
   const std::vector<std::unique_ptr<SwitchObj>> &Switches() const { return switches_; }
 
   ZOR_ReturnStatus AddSwitch(const char *id, const char *className, int32_t maxPorts,
@@ -147,7 +156,6 @@ class ConfigModel {
   /* Adds a port in state normal; takes the tree on success (null: empty tree). */
   ZOR_ReturnStatus AddPort(const char *id, const char *port, DVSData *tree);
   ZOR_ReturnStatus RemovePort(const char *id, const char *port);
-  PortObj *FindPort(const char *id, const char *port) const;
 
   /*
    * The property lists by target: which 0 = port, 1 = global, 2 = host.
@@ -157,18 +165,13 @@ class ConfigModel {
 
  private:
   std::vector<std::unique_ptr<SwitchObj>> switches_;
-  /* The body of the last accepted block; untouched lists and ports are views into it. */
+  /* The last accepted block: its header and a copy of its body, which untouched lists and
+   * ports view; and the byte length of each switch's port records in it. */
+  uint8_t header_[HEADER_LEN] = {};
   uint8_t *image_ = nullptr;
   size_t imageLen_ = 0;
-  uint8_t header_[16] = {};           /* that block's header */
-  std::vector<uint32_t> sectionLens_; /* that block's port section lengths, by switch */
+  std::vector<uint32_t> portBytes_;
 };
-
-/* Serialised configuration header: magic "ZCFG", u16 version, u16 0, u32 length, u32 CRC. */
-inline constexpr uint32_t CONFIG_MAGIC = 0x4746435au; /* "ZCFG" read as little-endian */
-inline constexpr uint32_t TREE_MAGIC = 0x5254445au;   /* "ZDTR" */
-inline constexpr uint16_t FORMAT_VERSION = 1;
-inline constexpr size_t HEADER_LEN = 16;
 
 /*
  * Checks a serialised header (magic, version, length, checksum) and returns

@@ -44,7 +44,7 @@ bool ArenaFits(const DVSData *tree, size_t more) {
   return tree->arena.size() + more <= UINT32_MAX;
 }
 
-/* One node of an encoded list, as a view. */
+/* One node of an encoded list, as views. */
 struct EncodedNode {
   int32_t flags;
   std::string_view name;
@@ -52,7 +52,7 @@ struct EncodedNode {
   std::string_view raw; /* the whole encoded node */
 };
 
-/* Reads the next node of an encoded list the caller knows to be valid or checks itself. */
+/* Reads the next node of an encoded list; a short list fails the reader. */
 EncodedNode ReadNode(WireReader &r) {
   EncodedNode n;
   const uint8_t *start = r.Position();
@@ -62,6 +62,21 @@ EncodedNode ReadNode(WireReader &r) {
   n.raw = std::string_view(reinterpret_cast<const char *>(start),
                            static_cast<size_t>(r.Position() - start));
   return n;
+}
+
+/* Appends a node for name and value at the end of the tree. */
+void AppendNode(DVSData *tree, std::string_view name, std::string_view value, int32_t flags) {
+  DVSDataNode node{};
+  node.tree = tree;
+  node.nameOff = static_cast<uint32_t>(tree->arena.size());
+  node.nameLen = static_cast<uint32_t>(name.size());
+  tree->arena.append(name.data(), name.size());
+  tree->arena.push_back('\0');
+  node.dataOff = static_cast<uint32_t>(tree->arena.size());
+  node.dataLen = static_cast<uint32_t>(value.size());
+  tree->arena.append(value.data(), value.size());
+  node.flags = flags;
+  tree->nodes.push_back(node);
 }
 
 }  // namespace
@@ -95,28 +110,16 @@ bool TreeMaterialize(DVSData *tree) {
   WireReader r(tree->image, tree->imageLen);
   uint32_t count = r.U32();
   try {
-    std::vector<DVSDataNode> nodes;
-    std::string arena;
-    nodes.reserve(count);
+    tree->nodes.reserve(count);
     /* Names gain a NUL each; the counts and lengths are dropped. */
-    arena.reserve(tree->imageLen - 4 - count * (kNodeOverhead - 1));
+    tree->arena.reserve(tree->imageLen - 4 - count * (kNodeOverhead - 1));
     for (uint32_t i = 0; i < count; i++) {
       EncodedNode e = ReadNode(r);
-      DVSDataNode node{};
-      node.tree = tree;
-      node.nameOff = static_cast<uint32_t>(arena.size());
-      node.nameLen = static_cast<uint32_t>(e.name.size());
-      arena.append(e.name.data(), e.name.size());
-      arena.push_back('\0');
-      node.dataOff = static_cast<uint32_t>(arena.size());
-      node.dataLen = static_cast<uint32_t>(e.value.size());
-      arena.append(e.value.data(), e.value.size());
-      node.flags = e.flags;
-      nodes.push_back(node);
+      AppendNode(tree, e.name, e.value, e.flags);
     }
-    tree->nodes.swap(nodes);
-    tree->arena.swap(arena);
   } catch (const std::bad_alloc &) {
+    tree->nodes.clear();
+    tree->arena.clear();
     return false;
   }
   tree->image = nullptr;
@@ -128,10 +131,7 @@ bool TreeMaterialize(DVSData *tree) {
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name) {
   if (!TreeMaterialize(tree)) return nullptr;
   for (DVSDataNode &n : tree->nodes) {
-    if (n.nameLen == name.size() &&
-        memcmp(tree->arena.data() + n.nameOff, name.data(), name.size()) == 0) {
-      return &n;
-    }
+    if (tree->Name(n) == name) return &n;
   }
   return nullptr;
 }
@@ -145,36 +145,27 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
   if (len > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
   if (len && !data) return ZOR_BAD_PARAM;
   if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
+  std::string_view value(static_cast<const char *>(data), len);
   try {
     DVSDataNode *n = TreeFind(tree, name);
-    if (n) {
-      n->flags = flags;
-      if (n->dataLen == len) {
-        if (len) memcpy(&tree->arena[n->dataOff], data, len);
-        return ZOR_OK;
-      }
-      if (!ArenaFits(tree, len)) return ZOR_TOO_LARGE;
-      /* A value of another length goes to the end of the arena; the node keeps its place. */
-      uint32_t off = static_cast<uint32_t>(tree->arena.size());
-      tree->arena.append(static_cast<const char *>(data), len);
-      tree->garbage += n->dataLen;
-      n->dataOff = off;
-      n->dataLen = len;
-      MaybeCompact(tree);
+    if (!n) {
+      if (!ArenaFits(tree, name.size() + 1 + len)) return ZOR_TOO_LARGE;
+      AppendNode(tree, name, value, flags);
       return ZOR_OK;
     }
-    if (!ArenaFits(tree, name.size() + 1 + len)) return ZOR_TOO_LARGE;
-    DVSDataNode node{};
-    node.tree = tree;
-    node.nameOff = static_cast<uint32_t>(tree->arena.size());
-    node.nameLen = static_cast<uint32_t>(name.size());
-    tree->arena.append(name.data(), name.size());
-    tree->arena.push_back('\0');
-    node.dataOff = static_cast<uint32_t>(tree->arena.size());
-    node.dataLen = len;
-    tree->arena.append(static_cast<const char *>(data), len);
-    node.flags = flags;
-    tree->nodes.push_back(node);
+    n->flags = flags;
+    if (n->dataLen == len) {
+      if (len) memcpy(&tree->arena[n->dataOff], data, len);
+      return ZOR_OK;
+    }
+    if (!ArenaFits(tree, len)) return ZOR_TOO_LARGE;
+    /* A value of another length goes to the end of the arena; the node keeps its place. */
+    uint32_t off = static_cast<uint32_t>(tree->arena.size());
+    tree->arena.append(value.data(), value.size());
+    tree->garbage += n->dataLen;
+    n->dataOff = off;
+    n->dataLen = len;
+    MaybeCompact(tree);
   } catch (const std::bad_alloc &) {
     return ZOR_NO_MEMORY;
   }
@@ -191,46 +182,27 @@ ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name) {
   return ZOR_OK;
 }
 
-size_t TreeEncodedSize(const DVSData *tree, bool skipVolatile) {
-  if (tree->image && !skipVolatile) return tree->imageLen;
-  size_t size = 4;
-  if (tree->image) {
-    WireReader r(tree->image, tree->imageLen);
-    for (uint32_t count = r.U32(); count; count--) {
-      EncodedNode e = ReadNode(r);
-      if (!(e.flags & PROP_VOLATILE)) size += e.raw.size();
-    }
-    return size;
+void ListEncode(const uint8_t *list, uint32_t len, WireWriter &w, bool skipVolatile) {
+  if (!skipVolatile) {
+    w.Bytes(list, len);
+    return;
   }
-  for (const DVSDataNode &n : tree->nodes) {
-    if (skipVolatile && (n.flags & PROP_VOLATILE)) continue;
-    size += kNodeOverhead + n.nameLen + n.dataLen;
+  WireReader r(list, len);
+  const uint32_t count = r.U32();
+  WireReader scan = r;
+  uint32_t kept = 0;
+  for (uint32_t i = 0; i < count; i++) kept += !(ReadNode(scan).flags & PROP_VOLATILE);
+  w.U32(kept);
+  for (uint32_t i = 0; i < count; i++) {
+    EncodedNode e = ReadNode(r);
+    if (!(e.flags & PROP_VOLATILE)) w.Bytes(e.raw.data(), e.raw.size());
   }
-  return size;
 }
 
 void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
-  if (tree->image) {
-    if (!skipVolatile) {
-      w.Bytes(tree->image, tree->imageLen);
-      return;
-    }
-    WireReader r(tree->image, tree->imageLen);
-    uint32_t count = r.U32();
-    uint32_t kept = 0;
-    WireReader scan = r;
-    for (uint32_t i = 0; i < count; i++) kept += !(ReadNode(scan).flags & PROP_VOLATILE);
-    w.U32(kept);
-    for (uint32_t i = 0; i < count; i++) {
-      EncodedNode e = ReadNode(r);
-      if (!(e.flags & PROP_VOLATILE)) w.Bytes(e.raw.data(), e.raw.size());
-    }
-    return;
-  }
+  if (tree->image) return ListEncode(tree->image, tree->imageLen, w, skipVolatile);
   uint32_t count = 0;
-  for (const DVSDataNode &n : tree->nodes) {
-    if (!(skipVolatile && (n.flags & PROP_VOLATILE))) count++;
-  }
+  for (const DVSDataNode &n : tree->nodes) count += !(skipVolatile && (n.flags & PROP_VOLATILE));
   w.U32(count);
   for (const DVSDataNode &n : tree->nodes) {
     if (skipVolatile && (n.flags & PROP_VOLATILE)) continue;
@@ -242,38 +214,22 @@ void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
   }
 }
 
-namespace {
-
-/*
- * A cheap summary of a name: its length with its first and last eight
- * bytes. Equal names have equal fingerprints; names with different
- * fingerprints differ, so only equal fingerprints need a full comparison.
- */
-uint64_t Fingerprint(std::string_view name) {
-  uint64_t head = 0, tail = 0;
-  if (name.size() >= 8) {
-    memcpy(&head, name.data(), 8); /* fixed sizes: plain loads, no calls */
-    memcpy(&tail, name.data() + name.size() - 8, 8);
-  } else {
-    for (size_t i = 0; i < name.size(); i++) head = (head << 8) | static_cast<uint8_t>(name[i]);
-  }
-  return (head * 0x9e3779b97f4a7c15ull) ^ (tail + (static_cast<uint64_t>(name.size()) << 48));
+bool HasDuplicate(std::vector<std::string_view> &names) {
+  std::sort(names.begin(), names.end());
+  return std::adjacent_find(names.begin(), names.end()) != names.end();
 }
-
-}  // namespace
 
 ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
   const uint8_t *start = r.Position();
   uint32_t count = r.U32();
   if (!r.Ok()) return ZOR_TRUNCATED;
   if (count > r.Remaining() / kNodeOverhead) return ZOR_TRUNCATED;
-  /* Names of small lists are checked for duplicates pairwise, larger ones with a sort. */
-  constexpr uint32_t kSmall = 16;
-  std::string_view small[kSmall];
-  uint64_t prints[kSmall];
-  std::vector<std::string_view> large;
+  /* Names of short lists are compared pairwise; longer lists are sorted. */
+  constexpr uint32_t kShort = 16;
+  std::string_view shortNames[kShort];
+  std::vector<std::string_view> names;
   try {
-    if (count > kSmall) large.reserve(count);
+    if (count > kShort) names.reserve(count);
   } catch (const std::bad_alloc &) {
     return ZOR_NO_MEMORY;
   }
@@ -285,21 +241,16 @@ ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len) {
       return ZOR_INVALID_DATA;
     }
     if (e.value.size() > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
-    if (count <= kSmall) {
-      const uint64_t print = Fingerprint(e.name);
-      for (uint32_t j = 0; j < i; j++) {
-        if (prints[j] == print && small[j] == e.name) return ZOR_INVALID_DATA;
-      }
-      small[i] = e.name;
-      prints[i] = print;
-    } else {
-      large.push_back(e.name);
+    if (count > kShort) {
+      names.push_back(e.name);
+      continue;
     }
+    for (uint32_t j = 0; j < i; j++) {
+      if (shortNames[j] == e.name) return ZOR_INVALID_DATA;
+    }
+    shortNames[i] = e.name;
   }
-  if (!large.empty()) {
-    std::sort(large.begin(), large.end());
-    if (std::adjacent_find(large.begin(), large.end()) != large.end()) return ZOR_INVALID_DATA;
-  }
+  if (HasDuplicate(names)) return ZOR_INVALID_DATA;
   *list = start;
   *len = static_cast<uint32_t>(r.Position() - start);
   return ZOR_OK;

@@ -10,8 +10,10 @@
  *    A tree loaded as part of a configuration starts out as a view of its
  *    encoded bytes inside the configuration's image: it is decoded into
  *    nodes only when first used, and an untouched tree is written back by
- *    copying those bytes. Loading and saving a large configuration thus
- *    costs little more than copying it.
+ *    copying those bytes.
+ *
+ *    Encoded list (inside serialised blocks): u32 count, then per node u32
+ *    flags, u16 name length, name bytes, u32 value length, value bytes.
  */
 
 #ifndef PLATFORM_CORE_DATA_TREE_H
@@ -61,24 +63,28 @@ namespace zor {
 
 /*
  * Creates an empty tree whose own storage comes from alloc and goes back
- * through release; null when memory runs out.
+ * through release; null when memory runs out. The caller releases it with
+ * TreeFree.
  */
 DVSData *TreeNew(DVSData_AllocFn alloc = malloc, DVSData_FreeFn release = free);
-/* Releases a tree made by TreeNew or TreeDecodeBlock. */
+/* Releases a tree made by TreeNew, TreeFromImage or TreeDecodeBlock. */
 void TreeFree(DVSData *tree);
 
-/* Decodes an image-backed tree into nodes; false when memory runs out. */
-bool TreeMaterialize(DVSData *tree);
-/* Creates a tree (malloc/free) that views an encoded list the caller has validated. */
+/*
+ * Creates a tree (malloc/free) that views an encoded list the caller has
+ * validated and keeps alive; null when memory runs out.
+ */
 DVSData *TreeFromImage(const uint8_t *list, uint32_t len);
+/* Decodes an image-backed tree into nodes; false when memory runs out (the tree is unchanged). */
+bool TreeMaterialize(DVSData *tree);
 /*
  * Validates the encoded list at the reader's position and moves past it,
  * returning where it lies. Returns ZOR_TRUNCATED when the list ends early,
  * ZOR_INVALID_DATA for an empty, over-long or duplicate name or a name with
- * a NUL in it, ZOR_TOO_LARGE for a value over the limit.
+ * a NUL in it, ZOR_TOO_LARGE for a value over the limit, ZOR_NO_MEMORY.
  */
 ZOR_ReturnStatus TreeScan(WireReader &r, const uint8_t **list, uint32_t *len);
-/* Moves past an encoded list that TreeScan has accepted before, returning where it lies. */
+/* Moves past an encoded list that TreeScan has accepted, returning where it lies. */
 void TreeSkip(WireReader &r, const uint8_t **list, uint32_t *len);
 
 /* The node named name, or null (also when decoding runs out of memory). */
@@ -89,13 +95,13 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
 /* Removes a value; ZOR_NOT_FOUND when absent. */
 ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name);
 
-/*
- * The tree body inside serialised blocks: u32 count, then per node u32
- * flags, u16 name length, name bytes, u32 value length, value bytes.
- * skipVolatile leaves out VOLATILE properties.
- */
-size_t TreeEncodedSize(const DVSData *tree, bool skipVolatile = false);
+/* Writes the tree as an encoded list; skipVolatile leaves out VOLATILE properties. */
 void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile = false);
+/* Writes a validated encoded list, without its VOLATILE properties when skipVolatile is set. */
+void ListEncode(const uint8_t *list, uint32_t len, WireWriter &w, bool skipVolatile);
+
+/* True when two of the names are equal; sorts names in place and allocates nothing. */
+bool HasDuplicate(std::vector<std::string_view> &names);
 
 }  // namespace zor
 

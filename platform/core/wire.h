@@ -19,15 +19,15 @@
 namespace zor {
 
 /*
- * Allocates n bytes that the caller releases with free(). Blocks of
- * hugeFrom bytes or more (a megabyte unless the caller knows better) are
- * whole 2 MiB pages, aligned and backed by huge pages where the system
- * allows it, so that filling a configuration-sized block takes a few page
- * faults instead of thousands. Returns null when memory runs out.
+ * Allocates a block of n bytes for a whole configuration, a file's bytes or
+ * a serialised state; the caller releases it with free(). Blocks of a
+ * megabyte or more are whole 2 MiB pages, aligned and advised to use huge
+ * pages, because on the virtual machines this runs on a small-page fault
+ * costs some 12 us: filling a 7 MB block in small pages takes longer than
+ * a whole edit does with huge pages (docs/performance.md has the figures).
+ * Returns null when memory runs out.
  */
-void *BigAlloc(size_t n, size_t hugeFrom = 1u << 20);
-/* Sets the allocator up for BigAlloc and for repeated large loads; called once at start. */
-void TuneAllocator();
+void *BigAlloc(size_t n);
 
 /* CRC-32C (Castagnoli) of len bytes, continuing from crc (0 to start). */
 uint32_t Crc32(const void *data, size_t len, uint32_t crc = 0);
@@ -79,12 +79,14 @@ class ByteBuf {
 };
 
 /*
- * Appends little-endian values to a ByteBuf. A failed allocation makes the
- * writer failed; check Ok() once at the end.
+ * Appends little-endian values to a ByteBuf. A writer made without one only
+ * counts the bytes it is given, so that one encoder can both size a block
+ * and fill it. A failed allocation makes the writer failed; check Ok()
+ * once at the end.
  */
 class WireWriter {
  public:
-  explicit WireWriter(ByteBuf *out) : out_(out) {}
+  explicit WireWriter(ByteBuf *out = nullptr) : out_(out) {}
   bool Ok() const { return ok_; }
   void U8(uint8_t v) { Bytes(&v, 1); }
   void U16(uint16_t v) {
@@ -101,22 +103,20 @@ class WireWriter {
     U32(static_cast<uint32_t>(v >> 32));
   }
   void Bytes(const void *p, size_t n) {
-    if (ok_ && !out_->Append(p, n)) ok_ = false;
+    count_ += n;
+    if (out_ && ok_ && !out_->Append(p, n)) ok_ = false;
   }
   /* A u32 length followed by the bytes. */
   void Blob(std::string_view s) {
     U32(static_cast<uint32_t>(s.size()));
     Bytes(s.data(), s.size());
   }
-  size_t Size() const { return out_->Size(); }
-  /* Overwrites a u32 written earlier at offset. */
-  void PatchU32(size_t offset, uint32_t v) {
-    if (!ok_ || offset + 4 > out_->Size()) return;
-    for (int i = 0; i < 4; i++) out_->Data()[offset + i] = static_cast<uint8_t>(v >> (8 * i));
-  }
+  /* Bytes given to this writer so far. */
+  size_t Count() const { return count_; }
 
  private:
   ByteBuf *out_;
+  size_t count_ = 0;
   bool ok_ = true;
 };
 

@@ -179,7 +179,7 @@ TEST(ConfigModel, RoundTripKeepsEverythingInOrder) {
   ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
   EXPECT_EQ(Blob(back), blob);
   ASSERT_EQ(back.Switches().size(), 2u);
-  const zor::SwitchObj &s = *back.Switches()[0];
+  zor::SwitchObj &s = *back.Switches()[0];
   EXPECT_STREQ(s.id, kSw);
   EXPECT_STREQ(s.className, "etherswitch");
   EXPECT_EQ(s.maxPorts, 64);
@@ -236,6 +236,42 @@ TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
   ASSERT_EQ(again.Deserialize(persistent.data(), static_cast<uint32_t>(persistent.size())), ZOR_OK);
   EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "added"), "<absent>");
   EXPECT_EQ(Names(again.FindSwitch(kSw)->global), (std::vector<std::string>{zor::ALIAS_KEY}));
+}
+
+// Ports of a loaded switch are decoded one at a time as they are looked up.
+// Whatever mix of decoded, removed, added and untouched ports results must
+// keep handles stable, keep the order and serialise to the same ports.
+TEST(ConfigModel, PortsTakenOneByOneFromALoadedSwitch) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  std::string blob = Blob(m);
+  zor::ConfigModel loaded;
+  ASSERT_EQ(loaded.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
+  zor::SwitchObj *s = loaded.FindSwitch(kSw);
+  zor::PortObj *seven = s->FindPort("7");
+  ASSERT_NE(seven, nullptr);
+  EXPECT_EQ(s->FindPort("7"), seven);
+  EXPECT_EQ(seven->dvs, s);
+  ASSERT_EQ(loaded.RemovePort(kSw, "3"), ZOR_OK);
+  EXPECT_EQ(s->FindPort("3"), nullptr);
+  EXPECT_EQ(loaded.RemovePort(kSw, "3"), ZOR_NOT_FOUND);
+  ASSERT_EQ(loaded.AddPort(kSw, "3", nullptr), ZOR_OK);
+  EXPECT_EQ(s->PortCount(), 3u);
+
+  zor::ConfigModel again;
+  std::string out = Blob(loaded);
+  ASSERT_EQ(again.Deserialize(out.data(), static_cast<uint32_t>(out.size())), ZOR_OK);
+  std::vector<std::string> names;
+  for (const auto &p : again.FindSwitch(kSw)->Ports()) names.emplace_back(p->name);
+  EXPECT_EQ(names, (std::vector<std::string>{"7", "uplink1", "3"}));
+  EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "empty"), "<absent>");
+
+  // Walking every port keeps the handle of the port decoded before.
+  names.clear();
+  for (const auto &p : s->Ports()) names.emplace_back(p->name);
+  EXPECT_EQ(names, (std::vector<std::string>{"7", "uplink1", "3"}));
+  EXPECT_EQ(s->Ports()[0].get(), seven);
+  EXPECT_EQ(Blob(loaded), out);
 }
 
 // Loading the same bytes again reuses the checks of the first load; edits
