@@ -57,20 +57,6 @@ std::unique_ptr<SwitchObj> NewSwitch() {
   return s;
 }
 
-}  // namespace
-
-namespace {
-
-/* Reads one encoded port: its name, state and the extent of its property list. */
-ZOR_ReturnStatus ReadPort(WireReader &r, std::string_view *name, uint32_t *state,
-                          const uint8_t **list, uint32_t *listLen) {
-  *name = r.Bytes(r.U16());
-  *state = r.U32();
-  if (!r.Ok()) return ZOR_TRUNCATED;
-  if (!ValidText(*name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
-  return TreeScan(r, list, listLen);
-}
-
 /* Steps over one validated port record, returning its name. */
 std::string_view SkipPort(WireReader &r) {
   std::string_view name = r.Bytes(r.U16());
@@ -107,9 +93,75 @@ void CopyPorts(const uint8_t *begin, const uint8_t *end, WireWriter &w, bool per
   }
 }
 
-}  // namespace
-
-namespace {
+/*
+ * Reads the switches of a body into loaded. A body accepted before
+ * (checked) is only stepped through: its lists are skipped, and its port
+ * records are jumped over by the lengths that portBytes recorded the first
+ * time. Any other body is checked in full, and portBytes receives those
+ * lengths. Nothing is kept on failure.
+ */
+ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t> *portBytes,
+                              std::vector<std::unique_ptr<SwitchObj>> *loaded) {
+  ZOR_ReturnStatus status;
+  const uint8_t *list = nullptr;
+  uint32_t listLen = 0;
+  uint32_t switchCount = r.U32();
+  if (!r.Ok()) return ZOR_TRUNCATED;
+  /* A switch takes at least 25 bytes: a count the data cannot hold is refused early. */
+  if (switchCount > r.Remaining() / 25) return ZOR_TRUNCATED;
+  loaded->reserve(switchCount);
+  std::vector<std::string_view> names;
+  for (uint32_t i = 0; i < switchCount; i++) {
+    auto s = std::make_unique<SwitchObj>();
+    std::string_view id = r.Bytes(r.U16());
+    std::string_view cls = r.Bytes(r.U16());
+    s->maxPorts = static_cast<int32_t>(r.U32());
+    s->version = r.U32();
+    if (!r.Ok()) return ZOR_TRUNCATED;
+    if (!ValidText(id, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN ||
+        cls.find('\0') != std::string_view::npos) {
+      return ZOR_INVALID_DATA;
+    }
+    for (const auto &other : *loaded) {
+      if (other->Id() == id) return ZOR_INVALID_DATA;
+    }
+    CopyField(s->id, sizeof s->id, id);
+    CopyField(s->className, sizeof s->className, cls);
+    for (DVSData **tree : {&s->global, &s->host}) {
+      if (checked) {
+        TreeSkip(r, &list, &listLen);
+      } else if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) {
+        return status;
+      }
+      if (!(*tree = TreeFromImage(list, listLen))) return ZOR_NO_MEMORY;
+    }
+    uint32_t portCount = r.U32();
+    if (!r.Ok()) return ZOR_TRUNCATED;
+    const uint8_t *section = r.Position();
+    if (checked) {
+      r.Bytes((*portBytes)[i]);
+    } else {
+      /* A port takes at least 11 bytes. */
+      if (portCount > r.Remaining() / 11) return ZOR_TRUNCATED;
+      names.clear();
+      names.reserve(portCount);
+      for (uint32_t j = 0; j < portCount; j++) {
+        std::string_view name = r.Bytes(r.U16());
+        r.U32(); /* state */
+        if (!r.Ok()) return ZOR_TRUNCATED;
+        if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
+        if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) return status;
+        names.push_back(name);
+      }
+      if (HasDuplicate(names)) return ZOR_INVALID_DATA;
+      portBytes->push_back(static_cast<uint32_t>(r.Position() - section));
+    }
+    s->LoadPorts(section, (*portBytes)[i], portCount);
+    loaded->push_back(std::move(s));
+  }
+  if (r.Remaining() != 0) return ZOR_INVALID_DATA;
+  return ZOR_OK;
+}
 
 /*
  * The pool that port objects come from. Walking every port of a large
@@ -319,78 +371,6 @@ ZOR_ReturnStatus OpenBlock(const void *data, uint32_t len, uint32_t magic, WireR
   *body = r;
   return ZOR_OK;
 }
-
-namespace {
-
-/*
- * Reads the switches of a body into loaded. A body accepted before
- * (checked) is only stepped through: its lists are skipped, and its port
- * records are jumped over by the lengths that portBytes recorded the first
- * time. Any other body is checked in full, and portBytes receives those
- * lengths. Nothing is kept on failure.
- */
-ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t> *portBytes,
-                              std::vector<std::unique_ptr<SwitchObj>> *loaded) {
-  ZOR_ReturnStatus status;
-  const uint8_t *list = nullptr;
-  uint32_t listLen = 0;
-  uint32_t switchCount = r.U32();
-  if (!r.Ok()) return ZOR_TRUNCATED;
-  /* A switch takes at least 25 bytes: a count the data cannot hold is refused early. */
-  if (switchCount > r.Remaining() / 25) return ZOR_TRUNCATED;
-  loaded->reserve(switchCount);
-  std::vector<std::string_view> names;
-  for (uint32_t i = 0; i < switchCount; i++) {
-    auto s = std::make_unique<SwitchObj>();
-    std::string_view id = r.Bytes(r.U16());
-    std::string_view cls = r.Bytes(r.U16());
-    s->maxPorts = static_cast<int32_t>(r.U32());
-    s->version = r.U32();
-    if (!r.Ok()) return ZOR_TRUNCATED;
-    if (!ValidText(id, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN ||
-        cls.find('\0') != std::string_view::npos) {
-      return ZOR_INVALID_DATA;
-    }
-    for (const auto &other : *loaded) {
-      if (other->Id() == id) return ZOR_INVALID_DATA;
-    }
-    CopyField(s->id, sizeof s->id, id);
-    CopyField(s->className, sizeof s->className, cls);
-    for (DVSData **tree : {&s->global, &s->host}) {
-      if (checked) {
-        TreeSkip(r, &list, &listLen);
-      } else if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) {
-        return status;
-      }
-      if (!(*tree = TreeFromImage(list, listLen))) return ZOR_NO_MEMORY;
-    }
-    uint32_t portCount = r.U32();
-    if (!r.Ok()) return ZOR_TRUNCATED;
-    const uint8_t *section = r.Position();
-    if (checked) {
-      r.Bytes((*portBytes)[i]);
-    } else {
-      /* A port takes at least 11 bytes. */
-      if (portCount > r.Remaining() / 11) return ZOR_TRUNCATED;
-      names.clear();
-      names.reserve(portCount);
-      for (uint32_t j = 0; j < portCount; j++) {
-        std::string_view name;
-        uint32_t state;
-        if ((status = ReadPort(r, &name, &state, &list, &listLen)) != ZOR_OK) return status;
-        names.push_back(name);
-      }
-      if (HasDuplicate(names)) return ZOR_INVALID_DATA;
-      portBytes->push_back(static_cast<uint32_t>(r.Position() - section));
-    }
-    s->LoadPorts(section, (*portBytes)[i], portCount);
-    loaded->push_back(std::move(s));
-  }
-  if (r.Remaining() != 0) return ZOR_INVALID_DATA;
-  return ZOR_OK;
-}
-
-}  // namespace
 
 ZOR_ReturnStatus TreeDecodeBlock(const void *data, uint32_t len, DVSData **out,
                                  DVSData_AllocFn alloc, DVSData_FreeFn release) {
