@@ -8,7 +8,6 @@
 #include "channel.h"
 
 #include <poll.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 namespace zor::chan {
@@ -47,17 +46,11 @@ bool CallConnectionUsable() {
 
 }  // namespace
 
-const char *SocketPath() {
-  const char *env = getenv("ZORCORE_SOCKET");
-  return env && *env ? env : DEFAULT_SOCKET_PATH;
-}
-
 ZOR_ReturnStatus OpenConnection(int *fd) {
   return ConnectDaemon(SocketPath(), TimeoutMs(), fd);
 }
 
 ZOR_ReturnStatus Call(uint16_t op, const void *body, size_t bodyLen, ByteBuf *reply) {
-  if (bodyLen > FRAME_BODY_MAX) return ZOR_TOO_LARGE;
   if (!CallConnectionUsable()) {
     ZOR_ReturnStatus st = OpenConnection(&g_fd);
     if (st) {
@@ -66,29 +59,13 @@ ZOR_ReturnStatus Call(uint16_t op, const void *body, size_t bodyLen, ByteBuf *re
     }
     g_owner = getpid();
   }
-  int timeout = TimeoutMs();
-  uint8_t hdr[FRAME_HEADER_LEN];
-  FrameHeader h;
-  h.op = op;
-  h.bodyLen = static_cast<uint32_t>(bodyLen);
-  HeaderEncode(h, hdr);
-  Part parts[2] = {{hdr, sizeof(hdr)}, {body, bodyLen}};
-  ZOR_ReturnStatus st = SendParts(g_fd, parts, bodyLen ? 2 : 1, timeout);
+  ZOR_ReturnStatus status = 0;
+  ZOR_ReturnStatus st = Exchange(g_fd, op, body, bodyLen, TimeoutMs(), reply, &status);
   if (st) {
     CloseCall();
     return st;
   }
-  ByteBuf local;
-  ByteBuf *out = reply ? reply : &local;
-  FrameHeader rh;
-  st = RecvFrame(g_fd, &rh, out, timeout, true);
-  if (st == 0 && rh.op != (op | OP_REPLY)) st = ZOR_CHANNEL_ERROR;
-  if (st) {
-    out->Clear();
-    CloseCall();
-    return st;
-  }
-  return rh.status;
+  return status;
 }
 
 ZOR_ReturnStatus TakeBlock(ByteBuf *reply, void **data, uint32_t *len) {

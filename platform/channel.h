@@ -3,8 +3,8 @@
  *
  *    The library's end of the kernel channel: one connection per process
  *    to zorcored, opened on first use and reopened when the daemon has
- *    gone away between calls. The daemon's socket is ZORCORE_SOCKET from
- *    the environment, else DEFAULT_SOCKET_PATH.
+ *    gone away between calls. The daemon's socket is SocketPath() of
+ *    core/protocol.h.
  */
 
 #ifndef PLATFORM_CHANNEL_H
@@ -19,18 +19,14 @@
 
 namespace zor::chan {
 
-inline constexpr const char *DEFAULT_SOCKET_PATH = "/run/corvane/zorcore.sock";
-
-/* The socket path in use: ZORCORE_SOCKET when set and not empty, else the default. */
-const char *SocketPath();
-
 /*
- * Sends one request (op and body) and waits for its reply. On success
- * returns the reply's status and, when reply is not null, leaves the reply
- * body in it. Channel failures return ZOR_NO_KERNEL (nothing listening),
- * ZOR_PERMISSION_DENIED, ZOR_TIMEOUT (no progress for TimeoutMs()) or
- * ZOR_CHANNEL_ERROR (a broken or malformed reply); after a failure the
- * connection is closed and the next call opens a new one.
+ * Sends one request (op and body) on the process's call connection and
+ * waits for its reply (Exchange of core/protocol.h). Returns the reply's
+ * status and, when reply is not null, leaves the reply body in it.
+ * Channel failures return the status of ConnectDaemon (ZOR_NO_KERNEL when
+ * nothing listens, ZOR_PERMISSION_DENIED) or of Exchange (ZOR_TIMEOUT,
+ * ZOR_CHANNEL_ERROR, ...); after one the connection is closed and the next
+ * call opens a new one.
  */
 ZOR_ReturnStatus Call(uint16_t op, const void *body, size_t bodyLen, ByteBuf *reply);
 

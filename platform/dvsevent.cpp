@@ -26,20 +26,10 @@ ZOR_ReturnStatus DVSEvent_Register(int *fd) {
   int s = -1;
   ZOR_ReturnStatus st = zor::chan::OpenConnection(&s);
   if (st) return st;
-  int timeout = zor::chan::TimeoutMs();
-  uint8_t hdr[zor::chan::FRAME_HEADER_LEN];
-  zor::chan::FrameHeader h;
-  h.op = zor::chan::OP_EVENT_REGISTER;
-  zor::chan::HeaderEncode(h, hdr);
-  zor::chan::Part part = {hdr, sizeof(hdr)};
-  st = zor::chan::SendParts(s, &part, 1, timeout);
-  ByteBuf body;
-  zor::chan::FrameHeader rh;
-  if (!st) st = zor::chan::RecvFrame(s, &rh, &body, timeout);
-  if (!st && rh.op != (zor::chan::OP_EVENT_REGISTER | zor::chan::OP_REPLY)) {
-    st = ZOR_CHANNEL_ERROR;
-  }
-  if (!st) st = rh.status;
+  ZOR_ReturnStatus status = 0;
+  st = zor::chan::Exchange(s, zor::chan::OP_EVENT_REGISTER, nullptr, 0, zor::chan::TimeoutMs(),
+                           nullptr, &status);
+  if (!st) st = status;
   if (st) {
     close(s);
     return st;

@@ -3,35 +3,38 @@
  *
  *    Plain configuration files.
  *
- *    Writes are crash-safe: the new content goes to a temporary file in the
- *    same directory, is flushed to disk and renamed over the old file, and
- *    the directory is flushed; a crash, a kill or a full disk leaves the old
- *    or the new file, never a torn one.
+ *    Writes are crash-safe (ReplaceFile of core/files.h): the new content
+ *    goes to a temporary file in the same directory, is flushed to disk and
+ *    renamed over the old file, and the directory is flushed; a crash, a
+ *    kill or a full disk leaves the old or the new file, never a torn one.
+ *    Readers therefore never see a torn file and need no lock.
  *
  *    Concurrent processes editing one file lose no update: the first read
- *    or write of a file takes an exclusive lock on "<path>.lock" beside it,
- *    and the process keeps it until its write of that file has completed or
- *    the process ends. A process's read-modify-write cycle therefore runs
- *    alone. Readers never see a torn file thanks to the rename.
+ *    or write of a file takes an exclusive flock on the file itself, and
+ *    the process keeps it until its write of that file has completed or
+ *    the process ends, so a process's read-modify-write cycle runs alone.
+ *    A writer replaces the file by rename, so an editor that was waiting
+ *    for the lock may be granted it on a file that is no longer at the
+ *    path; it notices by comparing inodes and locks the new file instead.
+ *    Nothing but the file itself is ever left beside it.
  */
 
 #include <errno.h>
 #include <fcntl.h>
-#include <libgen.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
 
+#include "core/files.h"
 #include "core/wire.h"
 #include "state/dvslib.h"
 
 namespace {
 
-/* The lock this process holds, if any: the path it guards and its descriptor. */
+/* The file this process holds locked, if any: the path it was opened by and its descriptor. */
 struct HeldLock {
   std::string path;
   int fd = -1;
@@ -40,6 +43,13 @@ struct HeldLock {
 HeldLock &Held() {
   static HeldLock held;
   return held;
+}
+
+void Unlock() {
+  HeldLock &held = Held();
+  if (held.fd >= 0) close(held.fd);
+  held.fd = -1;
+  held.path.clear();
 }
 
 ZOR_ReturnStatus StatusFromErrno(int err) {
@@ -53,6 +63,8 @@ ZOR_ReturnStatus StatusFromErrno(int err) {
       return ZOR_PERMISSION_DENIED;
     case ENOMEM:
       return ZOR_NO_MEMORY;
+    case ENOSPC:
+      return ZOR_NO_RESOURCES;
     case ENAMETOOLONG:
       return ZOR_TOO_LARGE;
     default:
@@ -61,53 +73,58 @@ ZOR_ReturnStatus StatusFromErrno(int err) {
 }
 
 /*
- * Takes the exclusive lock for path unless this process holds it already.
- * A lock file that cannot be created (a read-only directory) leaves the
- * file unlocked: such a file cannot be written by anyone here either.
+ * Opens the regular file at path and locks it exclusively, retrying until
+ * the locked file is still the one that path names. Returns 0 with the
+ * descriptor in *fd and its attributes in *st; ZOR_NOT_FOUND when path
+ * does not exist (nothing is created), ZOR_IO_ERROR when it is not a
+ * regular file, or the open's status. The caller owns *fd.
  */
-void LockFor(const char *path) {
-  HeldLock &held = Held();
-  if (held.fd >= 0 && held.path == path) return;
-  if (held.fd >= 0) {
-    close(held.fd);
-    held.fd = -1;
-  }
-  std::string lockPath = std::string(path) + ".lock";
-  int fd = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd < 0) return;
-  while (flock(fd, LOCK_EX) != 0) {
-    if (errno != EINTR) {
-      close(fd);
-      return;
+ZOR_ReturnStatus OpenLocked(const char *path, int *fd, struct stat *st) {
+  for (;;) {
+    /* O_NONBLOCK: opening a FIFO must not wait for a writer; regular files ignore it. */
+    int f = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (f < 0) return StatusFromErrno(errno);
+    if (fstat(f, st) != 0 || !S_ISREG(st->st_mode)) {
+      close(f);
+      return ZOR_IO_ERROR;
     }
+    int rc;
+    while ((rc = flock(f, LOCK_EX)) != 0 && errno == EINTR) {
+    }
+    struct stat now;
+    if (rc != 0 || stat(path, &now) != 0) {
+      int err = errno;
+      close(f);
+      return StatusFromErrno(err);
+    }
+    /* A concurrent editor may have renamed a new file over path while we waited. */
+    if (now.st_dev == st->st_dev && now.st_ino == st->st_ino) {
+      *fd = f;
+      return 0;
+    }
+    close(f);
   }
+}
+
+/*
+ * Makes this process hold the lock of path, taking it unless it is held
+ * already; a lock on another file is released first. Returns 0 with the
+ * locked descriptor in *fd and its current attributes in *st, or the
+ * status of OpenLocked.
+ */
+ZOR_ReturnStatus HoldLock(const char *path, int *fd, struct stat *st) {
+  HeldLock &held = Held();
+  if (held.fd >= 0 && held.path == path) {
+    if (fstat(held.fd, st) != 0) return ZOR_IO_ERROR;
+    *fd = held.fd;
+    return 0;
+  }
+  Unlock();
+  ZOR_ReturnStatus status = OpenLocked(path, fd, st);
+  if (status) return status;
   held.path = path;
-  held.fd = fd;
-}
-
-void Unlock() {
-  HeldLock &held = Held();
-  if (held.fd >= 0) close(held.fd);
-  held.fd = -1;
-  held.path.clear();
-}
-
-bool WriteAll(int fd, const uint8_t *p, size_t n) {
-  while (n) {
-    ssize_t w = write(fd, p, n);
-    if (w < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    p += w;
-    n -= static_cast<size_t>(w);
-  }
-  return true;
-}
-
-std::string DirName(const char *path) {
-  std::string copy(path);
-  return dirname(copy.data());
+  held.fd = *fd;
+  return 0;
 }
 
 }  // namespace
@@ -115,33 +132,15 @@ std::string DirName(const char *path) {
 ZOR_ReturnStatus DVSFile_ReadClassical(const char *path, void **data, uint32_t *len,
                                        int32_t *offset) {
   if (!path || !*path || !data || !len) return ZOR_BAD_PARAM;
-  LockFor(path);
-  int fd = open(path, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return StatusFromErrno(errno);
+  int fd;
   struct stat st;
-  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-    close(fd);
-    return ZOR_IO_ERROR;
-  }
-  if (static_cast<uint64_t>(st.st_size) > UINT32_MAX) {
-    close(fd);
-    return ZOR_TOO_LARGE;
-  }
+  ZOR_ReturnStatus status = HoldLock(path, &fd, &st);
+  if (status) return status;
+  if (static_cast<uint64_t>(st.st_size) > UINT32_MAX) return ZOR_TOO_LARGE;
   size_t size = static_cast<size_t>(st.st_size);
   uint8_t *buf = static_cast<uint8_t *>(zor::BigAlloc(size));
-  if (!buf) {
-    close(fd);
-    return ZOR_NO_MEMORY;
-  }
-  size_t got = 0;
-  while (got < size) {
-    ssize_t r = read(fd, buf + got, size - got);
-    if (r < 0 && errno == EINTR) continue;
-    if (r <= 0) break;
-    got += static_cast<size_t>(r);
-  }
-  close(fd);
-  if (got != size) {
+  if (!buf) return ZOR_NO_MEMORY;
+  if (!zor::ReadFull(fd, buf, size)) {
     free(buf);
     return ZOR_IO_ERROR;
   }
@@ -154,37 +153,28 @@ ZOR_ReturnStatus DVSFile_ReadClassical(const char *path, void **data, uint32_t *
 ZOR_ReturnStatus DVSFile_WriteClassical(const char *path, const void *data, uint32_t len,
                                         uint32_t) {
   if (!path || !*path || (!data && len)) return ZOR_BAD_PARAM;
-  LockFor(path);
-  std::string tmp = std::string(path) + ".XXXXXX";
-  int fd = mkostemp(tmp.data(), O_CLOEXEC);
-  if (fd < 0) return StatusFromErrno(errno);
-
-  /* Keep the mode of the file being replaced; a new file gets 0644 less the umask. */
+  /*
+   * An existing file is locked (if a read has not done so already), so
+   * that this write does not land in the middle of another process's
+   * cycle. A file that does not exist yet, or that this user may not
+   * read, has no lock to take; it is written all the same.
+   */
+  int fd;
   struct stat st;
+  ZOR_ReturnStatus status = HoldLock(path, &fd, &st);
   mode_t mode;
-  if (stat(path, &st) == 0) {
-    mode = st.st_mode & 07777;
-  } else {
-    mode_t mask = umask(0);
+  if (status == 0 ||
+      ((status == ZOR_NOT_FOUND || status == ZOR_PERMISSION_DENIED) && stat(path, &st) == 0)) {
+    mode = st.st_mode & 07777; /* a replaced file keeps its mode */
+  } else if (status == ZOR_NOT_FOUND || status == ZOR_PERMISSION_DENIED) {
+    mode_t mask = umask(0); /* a new file gets 0644 less the umask */
     umask(mask);
     mode = 0644 & ~mask;
+  } else {
+    return status;
   }
-  int err = 0;
-  if (fchmod(fd, mode) != 0 || !WriteAll(fd, static_cast<const uint8_t *>(data), len) ||
-      fsync(fd) != 0) {
-    err = errno;
-  }
-  if (close(fd) != 0 && !err) err = errno;
-  if (!err && rename(tmp.c_str(), path) != 0) err = errno;
-  if (err) {
-    unlink(tmp.c_str());
-    return err == ENOSPC ? ZOR_NO_RESOURCES : StatusFromErrno(err);
-  }
-  int dfd = open(DirName(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dfd >= 0) {
-    fsync(dfd);
-    close(dfd);
-  }
+  int err = zor::ReplaceFile(path, data, len, mode);
+  if (err) return StatusFromErrno(err);
   /* The read-modify-write cycle of this process is complete. */
   Unlock();
   return ZOR_OK;

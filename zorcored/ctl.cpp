@@ -54,8 +54,9 @@ bool ParseU32(std::string_view text, uint32_t *v) {
 }
 
 /*
- * Sends one request and waits for the reply. Returns the daemon's status
- * or the channel's; the reply body goes to reply when given.
+ * Sends one request on a connection of its own and waits for the reply.
+ * Returns the daemon's status or the channel's; the reply body goes to
+ * reply when given.
  */
 ZOR_ReturnStatus Request(const CtlContext &ctx, uint16_t op, const ByteBuf &body,
                          ByteBuf *reply = nullptr) {
@@ -63,20 +64,10 @@ ZOR_ReturnStatus Request(const CtlContext &ctx, uint16_t op, const ByteBuf &body
   int timeout = TimeoutMs();
   ZOR_ReturnStatus st = ConnectDaemon(ctx.socket.c_str(), timeout, &fd);
   if (st) return st;
-  uint8_t hdr[FRAME_HEADER_LEN];
-  FrameHeader h;
-  h.op = op;
-  h.bodyLen = static_cast<uint32_t>(body.Size());
-  HeaderEncode(h, hdr);
-  Part parts[2] = {{hdr, sizeof(hdr)}, {body.Data(), body.Size()}};
-  st = SendParts(fd, parts, body.Size() ? 2 : 1, timeout);
-  ByteBuf local;
-  FrameHeader rh;
-  if (!st) st = RecvFrame(fd, &rh, reply ? reply : &local, timeout);
-  if (!st && rh.op != (op | OP_REPLY)) st = ZOR_CHANNEL_ERROR;
-  if (!st) st = rh.status;
+  ZOR_ReturnStatus status = 0;
+  st = Exchange(fd, op, body.Data(), body.Size(), timeout, reply, &status);
   close(fd);
-  return st;
+  return st ? st : status;
 }
 
 /* Reports a failed request; returns the exit status 1. */
@@ -175,8 +166,8 @@ int CmdPortState(const CtlContext &ctx) {
 
 int CmdUplinkStats(const CtlContext &ctx) {
   const auto &a = ctx.args;
-  if (a.size() - 2 > UPLINK_STATS_COUNT) {
-    fprintf(stderr, "zorcored ctl: at most %u counters\n", UPLINK_STATS_COUNT);
+  if (a.size() - 2 > UPLINK_STATISTICS_COUNT) {
+    fprintf(stderr, "zorcored ctl: at most %u counters\n", UPLINK_STATISTICS_COUNT);
     return 2;
   }
   ByteBuf body;
@@ -280,7 +271,7 @@ const struct CtlCommand {
     {"clear-prop", 3, 3, "clear-prop SWITCH TARGET KEY", CmdClearProp},
     {"port-state", 3, 3, "port-state SWITCH PORT STATE          NORMAL, SHADOW, ZOMBIE, ...",
      CmdPortState},
-    {"uplink-stats", 2, 2 + UPLINK_STATS_COUNT, "uplink-stats SWITCH PORT [COUNTER...]",
+    {"uplink-stats", 2, 2 + UPLINK_STATISTICS_COUNT, "uplink-stats SWITCH PORT [COUNTER...]",
      CmdUplinkStats},
     {"post-event", 1, 4, "post-event TYPE [SWITCH|- [PORT|- [DATA]]]", CmdPostEvent},
     {"fail", 2, 3, "fail OPERATION STATUS [COUNT] | fail OPERATION|all off", CmdFail},
@@ -314,10 +305,6 @@ int HexDigit(char c) {
 }
 
 }  // namespace
-
-const char *DefaultSocketPath() {
-  return "/run/corvane/zorcore.sock";
-}
 
 bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
   out->Clear();
@@ -450,8 +437,7 @@ bool CtlParseState(std::string_view text, uint32_t *state) {
 
 int CtlMain(int argc, char **argv) {
   CtlContext ctx;
-  const char *env = getenv("ZORCORE_SOCKET");
-  ctx.socket = env && *env ? env : DefaultSocketPath();
+  ctx.socket = SocketPath();
   int i = 1;
   if (i + 1 < argc && strcmp(argv[i], "--socket") == 0) {
     ctx.socket = argv[i + 1];

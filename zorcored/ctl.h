@@ -19,9 +19,6 @@
 
 namespace zorcored {
 
-/* The socket path that zorcored serves when --socket is not given. */
-const char *DefaultSocketPath();
-
 /*
  * Runs "ctl [--socket PATH] COMMAND ARGS..." (argv[0] is "ctl"). Returns
  * the process's exit status: 0 on success, 1 when the daemon refuses or

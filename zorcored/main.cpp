@@ -23,6 +23,8 @@
 
 #include <string>
 
+#include "core/files.h"
+#include "core/protocol.h"
 #include "ctl.h"
 #include "kernel.h"
 #include "server.h"
@@ -37,7 +39,7 @@ void PrintUsage(FILE *out) {
           "usage: zorcored [--socket PATH] [--state-dir DIR] [--detach]\n"
           "       zorcored ctl [--socket PATH] COMMAND [ARGS...]   (zorcored ctl help)\n"
           "defaults: --socket %s, --state-dir %s\n",
-          zorcored::DefaultSocketPath(), kDefaultStateDir);
+          zor::chan::DEFAULT_SOCKET_PATH, kDefaultStateDir);
 }
 
 /* Creates dir and its missing parents with mode; true when it exists afterwards. */
@@ -51,24 +53,10 @@ bool MakeDirs(const std::string &dir, mode_t mode) {
   return mkdir(dir.c_str(), mode) == 0 || errno == EEXIST;
 }
 
-std::string ParentDir(const std::string &path) {
-  size_t slash = path.find_last_of('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-bool FillAddress(const std::string &path, struct sockaddr_un *addr) {
-  memset(addr, 0, sizeof(*addr));
-  addr->sun_family = AF_UNIX;
-  if (path.empty() || path.size() >= sizeof(addr->sun_path)) return false;
-  memcpy(addr->sun_path, path.data(), path.size());
-  return true;
-}
-
 /* True when a daemon already accepts connections on path. */
 bool SomeoneListens(const std::string &path) {
   struct sockaddr_un addr;
-  if (!FillAddress(path, &addr)) return false;
+  if (!zor::chan::SocketAddress(path.c_str(), &addr)) return false;
   int s = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (s < 0) return false;
   bool up = connect(s, reinterpret_cast<struct sockaddr *>(&addr), sizeof(addr)) == 0;
@@ -84,7 +72,7 @@ bool SomeoneListens(const std::string &path) {
 int Listen(const std::string &path) {
   std::string temp = path + "." + std::to_string(getpid()) + ".new";
   struct sockaddr_un addr;
-  if (!FillAddress(temp, &addr)) {
+  if (!zor::chan::SocketAddress(temp.c_str(), &addr)) {
     fprintf(stderr, "zorcored: socket path too long: %s\n", path.c_str());
     return -1;
   }
@@ -159,7 +147,7 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
   zorcored::Store store(stateDir);
   store.RemoveStaleTemp();
 
-  std::string sockDir = ParentDir(socketPath);
+  std::string sockDir = zor::ParentDir(socketPath);
   if (!MakeDirs(sockDir, 0755)) {
     fprintf(stderr, "zorcored: cannot create %s: %s\n", sockDir.c_str(), strerror(errno));
     return 1;
@@ -198,7 +186,7 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
 int main(int argc, char **argv) {
   if (argc >= 2 && strcmp(argv[1], "ctl") == 0) return zorcored::CtlMain(argc - 1, argv + 1);
 
-  std::string socketPath = zorcored::DefaultSocketPath();
+  std::string socketPath = zor::chan::DEFAULT_SOCKET_PATH;
   std::string stateDir = kDefaultStateDir;
   bool detach = false;
   static const struct option longOpts[] = {

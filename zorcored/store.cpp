@@ -2,7 +2,8 @@
  * store.cpp --
  *
  *    The configuration store file: whole-file reads and crash-safe
- *    replacement (temporary file, fsync, rename, fsync of the directory).
+ *    replacement through a fixed temporary name, so that a leftover from a
+ *    crash is found and removed at start.
  */
 
 #include "store.h"
@@ -15,26 +16,10 @@
 #include <utility>
 
 #include "core/config_model.h"
+#include "core/files.h"
 #include "core/protocol.h"
 
 namespace zorcored {
-
-namespace {
-
-/* Writes all n bytes; false on any error. */
-bool WriteAll(int fd, const void *p, size_t n) {
-  const uint8_t *at = static_cast<const uint8_t *>(p);
-  while (n > 0) {
-    ssize_t put = write(fd, at, n);
-    if (put < 0 && errno == EINTR) continue;
-    if (put <= 0) return false;
-    at += put;
-    n -= static_cast<size_t>(put);
-  }
-  return true;
-}
-
-}  // namespace
 
 Store::Store(std::string dir)
     : dir_(std::move(dir)),
@@ -50,38 +35,21 @@ ZOR_ReturnStatus Store::Read(zor::ByteBuf *out) const {
   int fd = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) return errno == ENOENT ? ZOR_NOT_FOUND : ZOR_IO_ERROR;
   struct stat st;
+  ZOR_ReturnStatus status = 0;
   if (fstat(fd, &st) != 0) {
-    close(fd);
-    return ZOR_IO_ERROR;
-  }
-  if (static_cast<uint64_t>(st.st_size) > zor::chan::FRAME_BODY_MAX) {
-    close(fd);
-    return ZOR_TOO_LARGE;
-  }
-  size_t size = static_cast<size_t>(st.st_size);
-  if (!out->Reserve(size)) {
-    close(fd);
-    return ZOR_NO_MEMORY;
-  }
-  uint8_t chunk[64 * 1024];
-  for (;;) {
-    ssize_t got = read(fd, chunk, sizeof(chunk));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      close(fd);
-      out->Clear();
-      return ZOR_IO_ERROR;
-    }
-    if (got == 0) break;
-    if (out->Size() + static_cast<size_t>(got) > zor::chan::FRAME_BODY_MAX ||
-        !out->Append(chunk, static_cast<size_t>(got))) {
-      close(fd);
-      out->Clear();
-      return ZOR_TOO_LARGE;
-    }
+    status = ZOR_IO_ERROR;
+  } else if (static_cast<uint64_t>(st.st_size) > zor::chan::FRAME_BODY_MAX) {
+    status = ZOR_TOO_LARGE;
+  } else if (!out->Reserve(static_cast<size_t>(st.st_size))) {
+    status = ZOR_NO_MEMORY;
+  } else if (!zor::ReadFull(fd, out->Data(), static_cast<size_t>(st.st_size))) {
+    /* The store is only ever replaced by rename, so the open file keeps its size. */
+    status = ZOR_IO_ERROR;
+  } else {
+    out->Grow(static_cast<size_t>(st.st_size));
   }
   close(fd);
-  return 0;
+  return status;
 }
 
 ZOR_ReturnStatus Store::Write(const void *data, size_t len) {
@@ -90,22 +58,7 @@ ZOR_ReturnStatus Store::Write(const void *data, size_t len) {
   ZOR_ReturnStatus check =
       zor::OpenBlock(data, static_cast<uint32_t>(len), zor::CONFIG_MAGIC, &body);
   if (check) return check;
-
-  int fd = open(temp_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (fd < 0) return ZOR_IO_ERROR;
-  bool ok = WriteAll(fd, data, len) && fsync(fd) == 0;
-  ok = (close(fd) == 0) && ok;
-  if (!ok || rename(temp_.c_str(), path_.c_str()) != 0) {
-    unlink(temp_.c_str());
-    return ZOR_IO_ERROR;
-  }
-  /* The rename is durable only once the directory is on disk too. */
-  int dfd = open(dir_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dfd >= 0) {
-    fsync(dfd);
-    close(dfd);
-  }
-  return 0;
+  return zor::ReplaceFile(path_, data, len, 0600, temp_) ? ZOR_IO_ERROR : 0;
 }
 
 }  // namespace zorcored

@@ -109,6 +109,41 @@ ZOR_ReturnStatus RecvExact(int fd, void *p, size_t n, int timeoutMs) {
   return 0;
 }
 
+/* One piece of an outgoing frame. */
+struct Part {
+  const void *data;
+  size_t len;
+};
+
+/*
+ * Writes the bytes of each of the count parts to the non-blocking socket
+ * fd, waiting with poll() while it is full. Returns 0, ZOR_TIMEOUT when no
+ * byte could be written for timeoutMs, or ZOR_CHANNEL_ERROR when the
+ * socket fails or the peer is gone. Never raises SIGPIPE.
+ */
+ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutMs) {
+  for (size_t i = 0; i < count; i++) {
+    const uint8_t *at = static_cast<const uint8_t *>(parts[i].data);
+    size_t left = parts[i].len;
+    while (left > 0) {
+      ssize_t put = send(fd, at, left, MSG_NOSIGNAL);
+      if (put > 0) {
+        at += put;
+        left -= static_cast<size_t>(put);
+        continue;
+      }
+      if (put < 0 && errno == EINTR) continue;
+      if (put < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        ZOR_ReturnStatus st = WaitFor(fd, POLLOUT, timeoutMs);
+        if (st) return st;
+        continue;
+      }
+      return ZOR_CHANNEL_ERROR;
+    }
+  }
+  return 0;
+}
+
 uint32_t GetU32(const uint8_t *p) {
   return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
          (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
@@ -195,6 +230,11 @@ void WriteText(WireWriter &w, const char *text) {
   w.Blob(text ? std::string_view(text) : std::string_view());
 }
 
+const char *SocketPath() {
+  const char *env = getenv("ZORCORE_SOCKET");
+  return env && *env ? env : DEFAULT_SOCKET_PATH;
+}
+
 int TimeoutMs() {
   const char *env = getenv("ZORCORE_TIMEOUT_MS");
   if (env && *env) {
@@ -205,46 +245,21 @@ int TimeoutMs() {
   return DEFAULT_TIMEOUT_MS;
 }
 
-ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutMs) {
-  for (size_t i = 0; i < count; i++) {
-    const uint8_t *at = static_cast<const uint8_t *>(parts[i].data);
-    size_t left = parts[i].len;
-    while (left > 0) {
-      ssize_t put = send(fd, at, left, MSG_NOSIGNAL);
-      if (put > 0) {
-        at += put;
-        left -= static_cast<size_t>(put);
-        continue;
-      }
-      if (put < 0 && errno == EINTR) continue;
-      if (put < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-        ZOR_ReturnStatus st = WaitFor(fd, POLLOUT, timeoutMs);
-        if (st) return st;
-        continue;
-      }
-      return ZOR_CHANNEL_ERROR;
-    }
-  }
-  return 0;
-}
-
-ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs,
-                           bool reserveAnnounced) {
+ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs) {
   body->Clear();
   uint8_t hdr[FRAME_HEADER_LEN];
   ZOR_ReturnStatus st = RecvExact(fd, hdr, sizeof(hdr), timeoutMs);
   if (st) return st;
   if (HeaderDecode(hdr, h)) return ZOR_CHANNEL_ERROR;
   /*
-   * The daemon grows a request's buffer with what arrives, never by what a
-   * client announces. A client reserves the announced length of a reply
-   * at once (it is bounded by the frame limit), so that a whole-state reply
-   * lands in one block without copies.
+   * Only frames from the daemon come through here, so the announced length
+   * (bounded by the frame limit) is reserved at once, with room for the NUL
+   * that the library appends before it hands a value over.
    */
-  if (reserveAnnounced && !body->Reserve(h->bodyLen + 1)) return ZOR_NO_MEMORY;
+  if (!body->Reserve(h->bodyLen + 1)) return ZOR_NO_MEMORY;
   size_t left = h->bodyLen;
   while (left > 0) {
-    const size_t want = std::min<size_t>(left, reserveAnnounced ? 1u << 20 : 64u << 10);
+    const size_t want = std::min<size_t>(left, 1u << 20);
     if (!body->Reserve(want)) return ZOR_NO_MEMORY;
     ssize_t got = recv(fd, body->Data() + body->Size(), want, 0);
     if (got > 0) {
@@ -261,13 +276,18 @@ ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs,
   return 0;
 }
 
+bool SocketAddress(const char *path, struct sockaddr_un *addr) {
+  memset(addr, 0, sizeof(*addr));
+  addr->sun_family = AF_UNIX;
+  size_t plen = strlen(path);
+  if (plen == 0 || plen >= sizeof(addr->sun_path)) return false;
+  memcpy(addr->sun_path, path, plen);
+  return true;
+}
+
 ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd) {
   struct sockaddr_un addr;
-  memset(&addr, 0, sizeof(addr));
-  addr.sun_family = AF_UNIX;
-  size_t plen = strlen(path);
-  if (plen == 0 || plen >= sizeof(addr.sun_path)) return ZOR_NO_KERNEL;
-  memcpy(addr.sun_path, path, plen);
+  if (!SocketAddress(path, &addr)) return ZOR_NO_KERNEL;
 
   int s = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (s < 0) return ZOR_NO_RESOURCES;
@@ -299,6 +319,30 @@ ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd) {
     return st;
   }
   *fd = s;
+  return 0;
+}
+
+ZOR_ReturnStatus Exchange(int fd, uint16_t op, const void *body, size_t bodyLen, int timeoutMs,
+                          ByteBuf *reply, ZOR_ReturnStatus *status) {
+  ByteBuf local;
+  ByteBuf *out = reply ? reply : &local;
+  out->Clear();
+  if (bodyLen > FRAME_BODY_MAX) return ZOR_TOO_LARGE;
+  uint8_t hdr[FRAME_HEADER_LEN];
+  FrameHeader h;
+  h.op = op;
+  h.bodyLen = static_cast<uint32_t>(bodyLen);
+  HeaderEncode(h, hdr);
+  Part parts[2] = {{hdr, sizeof(hdr)}, {body, bodyLen}};
+  ZOR_ReturnStatus st = SendParts(fd, parts, bodyLen ? 2 : 1, timeoutMs);
+  FrameHeader rh;
+  if (!st) st = RecvFrame(fd, &rh, out, timeoutMs);
+  if (!st && rh.op != (op | OP_REPLY)) st = ZOR_CHANNEL_ERROR;
+  if (st) {
+    out->Clear();
+    return st;
+  }
+  *status = rh.status;
   return 0;
 }
 

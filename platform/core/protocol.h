@@ -18,9 +18,10 @@
  *    the whole body. The per-operation layouts are listed with the OpCode
  *    values below and in docs/zorcored.md.
  *
- *    Both ends use the blocking helpers at the end of this header, which
- *    wait on non-blocking sockets with poll() and give up after a period
- *    without progress, so neither side can hang on a stalled peer.
+ *    The clients (the library, its event listeners and "zorcored ctl") use
+ *    the blocking helpers at the end of this header, which wait on
+ *    non-blocking sockets with poll() and give up after a period without
+ *    progress, so a client cannot hang on a stalled daemon.
  */
 
 #ifndef PLATFORM_CORE_PROTOCOL_H
@@ -28,6 +29,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/un.h>
 
 #include <string>
 #include <string_view>
@@ -47,8 +49,8 @@ inline constexpr uint32_t TEXT_FIELD_MAX = 4096;
 /* Set in the op of every reply. */
 inline constexpr uint16_t OP_REPLY = 0x8000;
 
-/* Number of u32 counters in an uplink statistics block (runtime item 7). */
-inline constexpr uint32_t UPLINK_STATS_COUNT = 26;
+/* Where zorcored listens unless told otherwise, and where clients look for it. */
+inline constexpr const char *DEFAULT_SOCKET_PATH = "/run/corvane/zorcore.sock";
 
 /*
  * Operation codes. Request body layouts: S = text, B = block, u32/i32 =
@@ -147,6 +149,13 @@ ZOR_ReturnStatus ReadText(WireReader &r, std::string *out);
 void WriteText(WireWriter &w, const char *text);
 
 /*
+ * The socket path that clients use: ZORCORE_SOCKET from the environment
+ * when it is set and not empty, else DEFAULT_SOCKET_PATH. Returns a text
+ * that stays valid until the environment changes.
+ */
+const char *SocketPath();
+
+/*
  * Milliseconds of silence after which a blocked channel operation gives
  * up: ZORCORE_TIMEOUT_MS from the environment when it holds a positive
  * number, else DEFAULT_TIMEOUT_MS.
@@ -155,27 +164,20 @@ inline constexpr int DEFAULT_TIMEOUT_MS = 10000;
 int TimeoutMs();
 
 /*
- * Writes the n bytes of each of the count parts to the non-blocking socket
- * fd, waiting with poll() while it is full. Returns 0, ZOR_TIMEOUT when no
- * byte could be written for timeoutMs, or ZOR_CHANNEL_ERROR when the
- * socket fails or the peer is gone. Never raises SIGPIPE.
+ * Fills *addr with a Unix socket address for path. Returns false when path
+ * is empty or too long for a socket address.
  */
-struct Part {
-  const void *data;
-  size_t len;
-};
-ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutMs);
+bool SocketAddress(const char *path, struct sockaddr_un *addr);
 
 /*
- * Reads one whole frame from the non-blocking socket fd into *h and body
- * (emptied first). body grows only as bytes arrive, unless reserveAnnounced
- * (for replies from the daemon) reserves the announced length at once.
- * Returns 0, ZOR_TIMEOUT
- * when nothing arrives for timeoutMs, ZOR_CHANNEL_ERROR for an end of
- * stream, a socket error or a malformed header, or ZOR_NO_MEMORY.
+ * Reads one whole frame sent by the daemon from the non-blocking socket fd
+ * into *h and body (emptied first; the announced length is reserved at
+ * once, so that a whole-state reply lands in one block without copies).
+ * Returns 0, ZOR_TIMEOUT when nothing arrives for timeoutMs,
+ * ZOR_CHANNEL_ERROR for an end of stream, a socket error or a malformed
+ * header, or ZOR_NO_MEMORY.
  */
-ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs,
-                           bool reserveAnnounced = false);
+ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs);
 
 /*
  * Connects a new non-blocking, close-on-exec socket to the daemon at path
@@ -185,6 +187,20 @@ ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs,
  * greeting does not come or is wrong. The caller owns and closes *fd.
  */
 ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd);
+
+/*
+ * Sends one request (op and its bodyLen bytes of body) on the connected
+ * socket fd and reads the daemon's reply into reply (emptied first; may be
+ * null when the caller wants no value). Returns 0 when the exchange
+ * completed, with the reply's status in *status; else the channel's
+ * failure: ZOR_TOO_LARGE for a body over FRAME_BODY_MAX, ZOR_TIMEOUT when
+ * the daemon makes no progress for timeoutMs, ZOR_CHANNEL_ERROR when the
+ * connection breaks or the reply is not this request's, or ZOR_NO_MEMORY.
+ * After a failure the stream is out of step and the caller closes fd;
+ * reply is then empty. Never raises SIGPIPE.
+ */
+ZOR_ReturnStatus Exchange(int fd, uint16_t op, const void *body, size_t bodyLen, int timeoutMs,
+                          ByteBuf *reply, ZOR_ReturnStatus *status);
 
 }  // namespace zor::chan
 

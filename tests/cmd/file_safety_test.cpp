@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -44,6 +45,15 @@ class FileSafety : public transcript::TranscriptTest {
 
   void WriteFile(const std::string &name, const std::string &bytes) const {
     std::ofstream(PathOf(name), std::ios::binary | std::ios::trunc) << bytes;
+  }
+
+  /* The names in the test's directory, sorted. */
+  std::set<std::string> Entries() const {
+    std::set<std::string> names;
+    for (const auto &e : std::filesystem::directory_iterator(Dir())) {
+      names.insert(e.path().filename());
+    }
+    return names;
   }
 };
 
@@ -80,6 +90,8 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
       EXPECT_NE(list.out.find(line), std::string::npos) << "lost: " << line;
     }
   }
+  // The editors leave nothing beside the file: no lock or temporary files.
+  EXPECT_EQ(Entries(), std::set<std::string>{"dvs.db"});
 }
 
 // A writer killed at a random moment of its load-edit-save cycle leaves the
@@ -178,9 +190,14 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
     });
     EXPECT_EQ(ReadFile("dvs.db"), d.bytes) << d.what;
   }
+  // Commands on a file that does not exist fail and create nothing.
   std::filesystem::remove(PathOf("dvs.db"));
-  Check({{"-f $F -l", 1, "", "failed to get config data: Not found\n"}});
-  EXPECT_FALSE(std::filesystem::exists(PathOf("dvs.db")));
+  Check({
+      {"-f $F -l", 1, "", "failed to get config data: Not found\n"},
+      {"-f $F -s k=v -p 7 dvs0", 255, "",
+       nk + "failed to get config data: Not found\nFailed to load config.\n"},
+  });
+  EXPECT_EQ(Entries(), std::set<std::string>{});
 }
 
 }  // namespace

@@ -328,9 +328,7 @@ TEST_F(ChannelClient, ReconnectsAfterTheDaemonRestarts) {
 }
 
 TEST_F(ChannelClient, RefusedGreetingIsReported) {
-  char pattern[] = "/tmp/zchan-XXXXXX";
-  ASSERT_NE(mkdtemp(pattern), nullptr);
-  std::string path = std::string(pattern) + "/refuse.sock";
+  std::string path = dir_ + "/refuse.sock";
   int s = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   struct sockaddr_un addr = {};
   addr.sun_family = AF_UNIX;
@@ -346,7 +344,6 @@ TEST_F(ChannelClient, RefusedGreetingIsReported) {
   EXPECT_EQ(ConnectDaemon(path.c_str(), 1000, &fd), ZOR_PERMISSION_DENIED);
   refuse.join();
   close(s);
-  std::filesystem::remove_all(pattern);
 }
 
 TEST(HostFacts, ComeFromTheRunningHost) {

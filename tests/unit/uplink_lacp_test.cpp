@@ -182,7 +182,9 @@ TEST(Lacp, ParserRefusesEachBadField) {
         StderrOf([&] { status = LacpGroupTable_Parse(c.text.c_str(), c.lagCount, table); });
     EXPECT_EQ(status, c.status) << c.text;
     EXPECT_EQ(err, c.err) << c.text;
-    if (status == ZOR_OK) EXPECT_EQ(table.size(), 4 + 93 * c.lagCount) << c.text;
+    if (status == ZOR_OK) {
+      EXPECT_EQ(table.size(), 4 + 93 * c.lagCount) << c.text;
+    }
   }
 }
 
