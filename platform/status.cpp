@@ -68,10 +68,53 @@ void Str_Strcat(char *dst, const char *src, size_t dstSize) {
   dst[used + n] = '\0';
 }
 
+/*
+ * Whether the n bytes at s are well-formed UTF-8: no overlong forms, no
+ * surrogates (U+D800..U+DFFF), nothing above U+10FFFF.
+ */
+static bool IsUtf8(const unsigned char *s, size_t n) {
+  size_t i = 0;
+  while (i < n) {
+    const unsigned char c = s[i];
+    size_t more;
+    unsigned long cp;
+    if (c < 0x80) {
+      i++;
+      continue;
+    } else if (c >= 0xc2 && c <= 0xdf) {
+      more = 1, cp = c & 0x1f;
+    } else if (c >= 0xe0 && c <= 0xef) {
+      more = 2, cp = c & 0x0f;
+    } else if (c >= 0xf0 && c <= 0xf4) {
+      more = 3, cp = c & 0x07;
+    } else {
+      return false;
+    }
+    if (n - i <= more) return false;
+    for (size_t k = 1; k <= more; k++) {
+      if ((s[i + k] & 0xc0) != 0x80) return false;
+      cp = (cp << 6) | (s[i + k] & 0x3f);
+    }
+    if ((more == 2 && cp < 0x800) || (more == 3 && cp < 0x10000) || cp > 0x10ffff ||
+        (cp >= 0xd800 && cp <= 0xdfff)) {
+      return false;
+    }
+    i += more + 1;
+  }
+  return true;
+}
+
+/*
+ * Copies src with its NUL into the field of size bytes at dst. Refuses
+ * (returns false, dst untouched) a text that does not fit the field with
+ * its NUL, or that is not well-formed UTF-8; the encoding and flags
+ * arguments are not used. docs/text-fields.md states the rule.
+ */
 bool Unicode_CopyBytes(void *dst, const char *src, size_t size, int, int) {
   if (!dst || !src) return false;
   size_t n = strlen(src);
   if (n >= size) return false;
+  if (!IsUtf8(reinterpret_cast<const unsigned char *>(src), n)) return false;
   memcpy(dst, src, n + 1);
   return true;
 }

@@ -235,19 +235,6 @@ TEST_F(FileMode, HandlerStatusesBecomeExitStatuses) {
 }
 
 /* Commands whose property family is not built yet pass their checks and answer "not supported". */
-TEST_F(FileMode, CommandsNotBuiltYet) {
-  MakeDvs0WithPort7();
-  const std::string notBuilt = Failed("0xbad0020");
-  Check({
-      {"-f $F -b in -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F -B 0x10003 dvs0", 32, "", notBuilt},
-      {"-f $F -N port=1 dvs0", 32, "", notBuilt},
-      {"-f $F -o x -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F -F x -p 7 dvs0", 32, "", notBuilt},
-      {"-f $F --enableSink 1 -p 7 dvs0", 32, "", notBuilt},
-  });
-}
-
 TEST_F(FileMode, StorageFailures) {
   const std::string notFound = "failed to get config data: Not found\n";
   Check({

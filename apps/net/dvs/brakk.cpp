@@ -26,6 +26,10 @@
 #include "events/events.h"
 #include "listing/listing.h"
 #include "props/healthcheck.h"
+#include "props/ipfix.h"
+#include "props/overlay.h"
+#include "props/portpolicy.h"
+#include "props/shaping.h"
 #include "props/lacp.h"
 #include "props/lag.h"
 #include "props/mirror.h"
@@ -453,11 +457,6 @@ int Run_PostEvent(const CommandContext &ctx) {
   return 0;
 }
 
-/* The handler of a command whose property family is not built yet. */
-ZOR_ReturnStatus Cmd_NotBuilt(const CommandContext &) {
-  return ZOR_NOT_SUPPORTED;
-}
-
 using enum Needs;
 using enum Flow;
 
@@ -483,17 +482,17 @@ constexpr CommandRow commandTable[] = {
   {CMD_ADD_UPLINKS,       "-U",                UNCHECKED,        SWITCH_FLOW, Cmd_AddUplinks},
   {CMD_DELETE_UPLINK,     "-X",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_DeleteUplink},
   {CMD_SET_TEAMING,       "-L",                TEAM_SWITCH,      SWITCH_FLOW, Cmd_SetTeaming},
-  {CMD_SET_SHAPING,       "-b",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
-  {CMD_SET_CDP,           "-B",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_SHAPING,       "-b",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetShaping},
+  {CMD_SET_CDP,           "-B",                SWITCH,           SWITCH_FLOW, Cmd_SetCdp},
   {CMD_ASSOCIATE,         "-y",                SWITCH,           SWITCH_FLOW, Cmd_Associate},
   {CMD_DISSOCIATE,        "-Y",                SWITCH,           SWITCH_FLOW, Cmd_Dissociate},
   {CMD_SET_VLAN,          "-v",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetVlan},
   {CMD_SET_PVLAN_MAP,     "-V",                SWITCH,           SWITCH_FLOW, Cmd_SetPvlanMap},
-  {CMD_SET_IPFIX,         "-N",                SWITCH,           SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_IPFIX,         "-N",                SWITCH,           SWITCH_FLOW, Cmd_SetIpfix},
   {CMD_SET_MIRROR,        "-m",                SWITCH,           SWITCH_FLOW, Cmd_SetMirror},
-  {CMD_SET_OVERLAY,       "-o",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_OVERLAY,       "-o",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetOverlay},
   {CMD_SET_LINK_STATUS,   "-M",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetLinkStatus},
-  {CMD_SET_DVFILTER,      "-F",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_SET_DVFILTER,      "-F",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetDvfilter},
   {CMD_SET_RESPOOL_LIST,  "-k",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolList},
   {CMD_SET_RESPOOL_SCHED, "-j",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolScheduling},
   {CMD_SET_RESPOOL_CFG,   "-K",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolConfig},
@@ -519,7 +518,7 @@ constexpr CommandRow commandTable[] = {
   {CMD_QELTVLMCHK_DEPLOY, "--qeltVLMChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkDeploy},
   {CMD_QELTVLMCHK_REMOVE, "--qeltVLMChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkRemove},
   {CMD_QELTVLMCHK_PARAM,  "--qeltVLMChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkParam},
-  {CMD_ENABLE_SINK,       "--enableSink",      SWITCH_AND_PORT,  SWITCH_FLOW, Cmd_NotBuilt},
+  {CMD_ENABLE_SINK,       "--enableSink",      SWITCH_AND_PORT,  SWITCH_FLOW, Cmd_EnableSink},
   {CMD_SET_LACP,          "--setLACP",         UNCHECKED,        SWITCH_FLOW, Cmd_SetLacp},
   {CMD_CONFIG_LAG,        "--configLAG",       UNCHECKED,        SWITCH_FLOW, Cmd_ConfigLag},
   {CMD_SET_VERSION,       "--setVersion",      UNCHECKED,        SWITCH_FLOW, Cmd_SetVersion},

@@ -19,10 +19,14 @@
 
 #include "listing/runtime.h"
 #include "props/healthcheck.h"
+#include "props/ipfix.h"
 #include "props/lacp.h"
 #include "props/lag.h"
 #include "props/mirror.h"
+#include "props/overlay.h"
+#include "props/portpolicy.h"
 #include "props/respool.h"
+#include "props/shaping.h"
 #include "props/uplink.h"
 #include "props/vlan.h"
 
@@ -45,10 +49,8 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.common.host.volatile.overlay.status", Prop_PrintHostStatus},
     {"com.corvane.common.uplinkPorts", Prop_PrintUplinkPorts},
     {"com.corvane.common.host.uplinkPorts", Prop_PrintHostUplinkPorts},
-    // Prop_PrintOverlayInstances
-    {"com.corvane.common.overlay", Prop_PrintHexDump},
-    // Prop_PrintPortOverlay
-    {"com.corvane.common.port.overlay", Prop_PrintHexDump},
+    {"com.corvane.common.overlay", Prop_PrintOverlayInstances},
+    {"com.corvane.common.port.overlay", Prop_PrintPortOverlay},
     {"com.corvane.etherswitch.port.teaming", Prop_PrintTeamingPolicy},
     {"com.corvane.vswitch.teaming", Prop_PrintTeamingPolicy},
     {"com.corvane.vswitch.port.teaming.policy", Prop_PrintTeamingPolicy},
@@ -58,33 +60,23 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.vswitch.port.vlan", Prop_PrintPortVlan},
     {"com.corvane.etherswitch.pvlanMap", Prop_PrintPvlanMap},
     {"com.corvane.vswitch.pvlanMap", Prop_PrintPvlanMap},
-    // Prop_PrintShaper
-    {"com.corvane.common.port.shaper.input", Prop_PrintHexDump},
-    // Prop_PrintShaper
-    {"com.corvane.common.port.shaper.output", Prop_PrintHexDump},
-    // Prop_PrintShaper
-    {"com.corvane.common.port.shaper.broadcast", Prop_PrintHexDump},
-    // Prop_PrintIpfix
-    {"com.corvane.etherswitch.ipfix", Prop_PrintHexDump},
-    // Prop_PrintIpv4Addr
-    {"com.corvane.etherswitch.ipv4addr", Prop_PrintHexDump},
+    {"com.corvane.common.port.shaper.input", Prop_PrintShaper},
+    {"com.corvane.common.port.shaper.output", Prop_PrintShaper},
+    {"com.corvane.common.port.shaper.broadcast", Prop_PrintShaper},
+    {"com.corvane.etherswitch.ipfix", Prop_PrintIpfix},
+    {"com.corvane.etherswitch.ipv4addr", Prop_PrintIpv4Addr},
     {"com.corvane.common.upgrade", Prop_PrintUpgrade},
     {"com.corvane.vswitch.mirrorSessions", Prop_PrintMirrorSessions},
     {"com.corvane.etherswitch.port.mirrorSessions", Prop_PrintMirrorSessions},
     {"com.corvane.vswitch.port.mirrorSessions", Prop_PrintMirrorSessions},
     {"com.corvane.common.port.linkstatus", Prop_PrintLinkStatus},
-    // Prop_PrintSecurity
-    {"com.corvane.etherswitch.port.security", Prop_PrintHexDump},
-    // Prop_PrintSecurity
-    {"com.corvane.vswitch.port.security", Prop_PrintHexDump},
-    // Prop_PrintMacManagement
-    {"com.corvane.vswitch.port.macManagement", Prop_PrintHexDump},
+    {"com.corvane.etherswitch.port.security", Prop_PrintSecurity},
+    {"com.corvane.vswitch.port.security", Prop_PrintSecurity},
+    {"com.corvane.vswitch.port.macManagement", Prop_PrintMacManagement},
     {"com.corvane.common.portset.mtu", Prop_PrintInt},
     {"com.corvane.vswitch.mtu", Prop_PrintInt},
-    // Prop_PrintDiscovery
-    {"com.corvane.etherswitch.cdp", Prop_PrintHexDump},
-    // Prop_PrintDvfilter
-    {"com.corvane.common.port.dvfilter", Prop_PrintHexDump},
+    {"com.corvane.etherswitch.cdp", Prop_PrintDiscovery},
+    {"com.corvane.common.port.dvfilter", Prop_PrintDvfilter},
     {"com.corvane.common.port.respools.cfg", Prop_PrintRespoolsCfg},
     {"com.corvane.common.port.respool.assoc", Prop_PrintRespoolAssoc},
     {"com.corvane.common.respools.list", Prop_PrintRespoolsList},
@@ -98,10 +90,8 @@ const PropPrinterRow propPrinterTable[] = {
     {"com.corvane.fenn.vlanmtucheck.param", Prop_PrintVlanRanges},
     {"com.corvane.vswitch.vlanmtucheck.param", Prop_PrintVlanRanges},
     {"com.corvane.fenn.teamcheck.param", Prop_PrintTeamCheckParam},
-    // Prop_PrintExtraEthFRP
-    {"com.corvane.etherswitch.port.extraEthFRP", Prop_PrintHexDump},
-    // Prop_PrintExtraEthFRP
-    {"com.corvane.vswitch.port.extraEthFRP", Prop_PrintHexDump},
+    {"com.corvane.etherswitch.port.extraEthFRP", Prop_PrintExtraEthFRP},
+    {"com.corvane.vswitch.port.extraEthFRP", Prop_PrintExtraEthFRP},
     {"com.corvane.etherswitch.port.lacp", Prop_PrintPortLacp},
     {"com.corvane.etherswitch.lacp", Prop_PrintLacpGroups},
     {"com.corvane.common.host.lacp.extraconfig", Prop_PrintLagExtraConfig},

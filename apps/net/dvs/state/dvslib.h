@@ -254,7 +254,8 @@ ZOR_ReturnStatus FeatureState_Init(void);
 /* Copy or append src into dst of dstSize bytes, truncating; dst stays NUL-terminated. */
 void Str_Strcpy(char *dst, const char *src, size_t dstSize);
 void Str_Strcat(char *dst, const char *src, size_t dstSize);
-/* Copy a text into a fixed field of size bytes; false when it does not fit. */
+/* Copy a text into a fixed field of size bytes; false when it does not fit with its NUL
+   or is not UTF-8. */
 bool Unicode_CopyBytes(void *dst, const char *src, size_t size, int encoding, int flags);
 
 }  // extern "C"
