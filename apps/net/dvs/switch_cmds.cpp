@@ -20,6 +20,7 @@
 
 #include "events/events.h"
 #include "listing/listing.h"
+#include "listing/runtime.h"
 #include "props/bytes.h"
 #include "props/vlan.h"
 #include "state/config.h"
@@ -158,11 +159,7 @@ const LinkSpeedRow linkSpeedTable[] = {
     {10000, 512}, {20000, 1024}, {40000, 4096}, {100000, 32768},
 };
 
-/* LinkStatus: u8 link up, u8 reserved (0), u16 speed-and-duplex code; packed, 4 bytes. */
-constexpr size_t LINK_STATUS_OFF_UP = 0;
-constexpr size_t LINK_STATUS_OFF_SPEED = 2;
-constexpr size_t LINK_STATUS_LEN = 4;
-
+/* A LinkStatus value (layout in listing/runtime.h, beside its printer). */
 ByteWriter BuildLinkStatus(bool up, uint16_t code) {
   ByteWriter value(LINK_STATUS_LEN);
   value.PutU8(LINK_STATUS_OFF_UP, up ? 1 : 0);

@@ -33,6 +33,7 @@ void Prop_PrintUpgrade(const char *key, const void *value, uint32_t length, int3
  */
 #define LINK_STATUS_OFF_UP 0
 #define LINK_STATUS_OFF_SPEED 2
+#define LINK_STATUS_LEN 4
 void Prop_PrintLinkStatus(const char *key, const void *value, uint32_t length, int32_t flags);
 
 /*

@@ -12,6 +12,7 @@
 
 #include "brakk.h"
 #include "props/bytes.h"
+#include "props/healthcheck.h"
 
 namespace {
 
@@ -23,11 +24,6 @@ TargetKind KindOf(const char *target) {
   if (strcmp(target, DVS_TARGET_HOST_LIST) == 0) return TargetKind::HOST_LIST;
   return TargetKind::PORT;
 }
-
-/* Deploy record: u8 enabled (always 1), u32 interval; packed, 5 bytes. */
-constexpr size_t DEPLOY_OFF_ENABLED = 0;
-constexpr size_t DEPLOY_OFF_INTERVAL = 1;
-constexpr size_t DEPLOY_LEN = 5;
 
 }  // namespace
 
@@ -72,9 +68,9 @@ ZOR_ReturnStatus Target_GetProp(const StateOps &state, const char *sw, const cha
 
 ZOR_ReturnStatus Global_SetDeploy(const StateOps &state, const char *sw, uint32_t interval,
                                   const char *key) {
-  ByteWriter record(DEPLOY_LEN);
-  record.PutU8(DEPLOY_OFF_ENABLED, 1);
-  record.PutU32(DEPLOY_OFF_INTERVAL, interval);
+  ByteWriter record(CHECK_DEPLOY_LEN);
+  record.PutU8(CHECK_DEPLOY_OFF_ENABLED, 1);
+  record.PutU32(CHECK_DEPLOY_OFF_INTERVAL, interval);
   return state.globalSet(sw, key, record.Data(), record.Length(), PROP_CONFIG);
 }
 
