@@ -79,6 +79,16 @@ void AppendNode(DVSData *tree, std::string_view name, std::string_view value, in
   tree->nodes.push_back(node);
 }
 
+/* Whether the encoded list of an image-backed tree holds a node named name. */
+bool ImageHas(const DVSData *tree, std::string_view name) {
+  WireReader r(tree->image, tree->imageLen);
+  const uint32_t count = r.U32();
+  for (uint32_t i = 0; i < count; i++) {
+    if (ReadNode(r).name == name) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 DVSData *TreeNew(DVSData_AllocFn alloc, DVSData_FreeFn release) {
@@ -129,6 +139,12 @@ bool TreeMaterialize(DVSData *tree) {
 }
 
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name) {
+  /*
+   * Looking for a name that an untouched tree does not hold leaves it
+   * encoded: a walk of every port for one property decodes only the lists
+   * that have it, and the others are written back as they were read.
+   */
+  if (tree->image && !ImageHas(tree, name)) return nullptr;
   if (!TreeMaterialize(tree)) return nullptr;
   for (DVSDataNode &n : tree->nodes) {
     if (tree->Name(n) == name) return &n;
@@ -173,6 +189,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
 }
 
 ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name) {
+  if (tree->image && !ImageHas(tree, name)) return ZOR_NOT_FOUND;
   if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
   DVSDataNode *n = TreeFind(tree, name);
   if (!n) return ZOR_NOT_FOUND;
