@@ -168,8 +168,8 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t>
  * switch (the listing) makes thousands of them at once: taken from malloc
  * one by one, every twentieth touches a fresh small page, and a page fault
  * costs some 12 us on the machines this runs on; carved out of huge-page
- * blocks they cost one fault per 2 MiB. This saves 16 % of the listing of
- * 16 switches x 1024 ports (docs/performance.md). The first block is small,
+ * blocks they cost one fault per 2 MiB. Without the pool the listing of
+ * 16 switches x 1024 ports takes 17 % longer (bench/techniques.sh). The first block is small,
  * so that a command that decodes a port or two does not fault in a huge
  * page for them. Freed objects are kept on a list for the next ones; the
  * blocks live as long as the process. Like the rest of the library, the
@@ -400,8 +400,8 @@ ZOR_ReturnStatus ConfigModel::Deserialize(const void *data, uint32_t len) {
   /*
    * A file-mode command loads its configuration twice (to find the switch,
    * then to work on it). A block identical to the last one accepted reuses
-   * that one's copy and checks, which saves some 12 % of an edit
-   * (docs/performance.md); any other block is checked in full.
+   * that one's copy and checks (without this an edit takes 20 % longer:
+   * bench/techniques.sh); any other block is checked in full.
    */
   const bool again =
       image_ && data && len == HEADER_LEN + imageLen_ && memcmp(data, header_, HEADER_LEN) == 0 &&
