@@ -94,6 +94,13 @@ long KernelTest::Info(const std::string &name) const {
   return strtol(r.out.c_str() + at + key.size(), nullptr, 10);
 }
 
+Background::~Background() {
+  if (pid > 0) {
+    kill(pid, SIGKILL);
+    Reap(pid, 10000);
+  }
+}
+
 Background KernelTest::StartBrakk(const std::vector<std::string> &args) const {
   static int serial = 0;
   Background bg;

@@ -18,10 +18,21 @@
 
 namespace transcript {
 
-/* A program started in the background with its output sent to a file. */
+/*
+ * A program started in the background with its output sent to a file. One
+ * still running when it goes out of scope (a test that failed before
+ * stopping it) is killed and reaped, so that no listener outlives its test.
+ */
 struct Background {
   pid_t pid = -1;
   std::string outPath;
+
+  Background() = default;
+  Background(Background &&other) noexcept : pid(other.pid), outPath(std::move(other.outPath)) {
+    other.pid = -1;
+  }
+  Background &operator=(Background &&) = delete;
+  ~Background();
 };
 
 class KernelTest : public TranscriptTest {
