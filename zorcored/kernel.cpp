@@ -464,7 +464,7 @@ bool Kernel::Ctl(uint16_t op, WireReader &r, Reply *reply) {
       st = ZOR_NOT_FOUND;
       return true;
     }
-    int which = target == "globalPropList" ? 1 : target == "hostPropList" ? 2 : 0;
+    int which = target == DVS_TARGET_GLOBAL_LIST ? 1 : target == DVS_TARGET_HOST_LIST ? 2 : 0;
     DVSData *list = nullptr;
     st = model_.ListFor(s->id, which, which == 0 ? target.c_str() : nullptr, &list);
     if (st) return true;
