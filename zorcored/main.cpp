@@ -37,6 +37,7 @@ constexpr const char *kDefaultStateDir = "/var/lib/corvane";
 void PrintUsage(FILE *out) {
   fprintf(out,
           "usage: zorcored [--socket PATH] [--state-dir DIR] [--detach]\n"
+          "       zorcored --help | --version\n"
           "       zorcored ctl [--socket PATH] COMMAND [ARGS...]   (zorcored ctl help)\n"
           "defaults: --socket %s, --state-dir %s\n",
           zor::chan::DEFAULT_SOCKET_PATH, kDefaultStateDir);
@@ -194,6 +195,7 @@ int main(int argc, char **argv) {
       {"state-dir", required_argument, nullptr, 'd'},
       {"detach", no_argument, nullptr, 'D'},
       {"help", no_argument, nullptr, 'h'},
+      {"version", no_argument, nullptr, 'v'},
       {nullptr, 0, nullptr, 0},
   };
   int opt;
@@ -210,6 +212,10 @@ int main(int argc, char **argv) {
         break;
       case 'h':
         PrintUsage(stdout);
+        return 0;
+      case 'v':
+        /* The version comes from the project's build (ZORCORED_VERSION). */
+        printf("zorcored %s\n", ZORCORED_VERSION);
         return 0;
       default:
         PrintUsage(stderr);
