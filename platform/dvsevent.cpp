@@ -8,6 +8,7 @@
  *    Building and releasing messages is in dvsevent_msg.cpp.
  */
 
+#include <time.h>
 #include <unistd.h>
 
 #include <string>
@@ -21,8 +22,10 @@ using zor::ByteBuf;
 using zor::WireReader;
 using zor::WireWriter;
 
-ZOR_ReturnStatus DVSEvent_Register(int *fd) {
-  if (!fd) return ZOR_BAD_PARAM;
+namespace {
+
+/* A new connection registered as a listener, in *fd. */
+ZOR_ReturnStatus OpenListener(int *fd) {
   int s = -1;
   ZOR_ReturnStatus st = zor::chan::OpenConnection(&s);
   if (st) return st;
@@ -38,13 +41,58 @@ ZOR_ReturnStatus DVSEvent_Register(int *fd) {
   return 0;
 }
 
+double NowSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_MONOTONIC, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
+}
+
+/*
+ * After the listener's connection broke: waits until a second has passed
+ * since the previous break, so that a caller that polls and reads in a
+ * loop while the daemon is down fails once a second rather than as fast
+ * as it can, then registers anew and puts the new connection behind the
+ * caller's descriptor. While the daemon stays away the descriptor keeps
+ * its broken connection (readable at once), and the next read tries again.
+ */
+void Reattach(int fd) {
+  static double lastBreak = 0;
+  const double wait = lastBreak + 1.0 - NowSeconds();
+  if (wait > 0) {
+    timespec t;
+    t.tv_sec = static_cast<time_t>(wait);
+    t.tv_nsec = static_cast<long>((wait - static_cast<double>(t.tv_sec)) * 1e9);
+    while (nanosleep(&t, &t) != 0) {
+    }
+  }
+  lastBreak = NowSeconds();
+  int fresh = -1;
+  if (OpenListener(&fresh) != 0) return;
+  if (dup2(fresh, fd) < 0) {
+    close(fresh);
+    return;
+  }
+  close(fresh);
+}
+
+}  // namespace
+
+ZOR_ReturnStatus DVSEvent_Register(int *fd) {
+  if (!fd) return ZOR_BAD_PARAM;
+  return OpenListener(fd);
+}
+
 ZOR_ReturnStatus DVSEvent_GetMsg(int fd, DVSEventMsg **msg) {
   if (fd < 0 || !msg) return ZOR_BAD_PARAM;
   zor::chan::FrameHeader h;
   ByteBuf body;
   ZOR_ReturnStatus st = zor::chan::RecvFrame(fd, &h, &body, zor::chan::TimeoutMs());
-  if (st) return st;
-  if (h.op != zor::chan::OP_EVENT) return ZOR_CHANNEL_ERROR;
+  if (!st && h.op != zor::chan::OP_EVENT) st = ZOR_CHANNEL_ERROR;
+  if (st) {
+    /* The daemon went away or the stream is out of step: listen again behind fd. */
+    if (st != ZOR_NO_MEMORY) Reattach(fd);
+    return st;
+  }
   WireReader r(body.Data(), body.Size());
   uint32_t type = r.U32();
   std::string_view id = r.Bytes(16);

@@ -314,6 +314,33 @@ TEST_F(Reliability, HostileFramesDropOnlyTheirSender) {
   EXPECT_TRUE(WaitUntil([&] { return Info("clients") == 1; }));
 }
 
+// A listener outlives a restart of the daemon: while it is away the
+// listener reports at most one failure a second (not a flood), and once it
+// is back the listener registers again behind the same descriptor and
+// prints events as before.
+TEST_F(Reliability, ListenerWaitsOutADaemonRestart) {
+  Background listener = StartBrakk({"-g"});
+  ASSERT_TRUE(WaitUntil([&] { return Info("listeners") == 1; }));
+  const auto start = std::chrono::steady_clock::now();
+  KillDaemon();
+  std::this_thread::sleep_for(std::chrono::seconds(3));
+  ASSERT_TRUE(StartDaemon());
+  ASSERT_TRUE(WaitUntil([&] { return Info("listeners") == 1; }, 10));
+  const double outage =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  CtlOk("post-event 12 dvs0 7 str:back");
+  ASSERT_TRUE(WaitUntil(
+      [&] { return ReadFile(listener.outPath).find("dynamic event id: back\n") != std::string::npos; }));
+  const std::string out = ReadFile(listener.outPath);
+  const std::string failure = "DVSEvent_GetMsg() failed with ";
+  int failures = 0;
+  for (size_t at = out.find(failure); at != std::string::npos; at = out.find(failure, at + 1)) {
+    failures++;
+  }
+  EXPECT_GE(failures, 1);
+  EXPECT_LE(failures, static_cast<int>(outage) + 2) << out;
+}
+
 TEST_F(Reliability, ListenersThatFallBehindAreDropped) {
   Background reader = StartBrakk({"-g"});
   RawClient sleeper(Socket());
