@@ -3,7 +3,7 @@
 # any of them is missing. Safe to run again: it installs nothing when all
 # are present.
 set -euo pipefail
-pkgs=(cmake ninja-build g++ googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2)
+pkgs=(cmake ninja-build g++ dpkg-dev googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds brakk twice, once as a Release build and once with AddressSanitizer
 # and UndefinedBehaviorSanitizer, runs every test in both builds, and checks
-# that the Release build installs its programs. Warnings are errors here.
+# that the Release build installs its programs and that its Debian package
+# installs and removes cleanly. Warnings are errors here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
@@ -17,6 +18,14 @@ cmake --install build --prefix "$stage" >/dev/null
 for program in bin/brakk sbin/zorcored; do
   [ -x "$stage/$program" ] || { echo "install: $program is missing" >&2; exit 1; }
 done
+
+# The Debian package, installed, used and purged in a throwaway root (about
+# half a minute; it needs root for the mount namespace and dpkg).
+if [ "$(id -u)" -eq 0 ]; then
+  scripts/package-test.sh build
+else
+  echo "package test skipped: it needs root" >&2
+fi
 
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRAKK_SANITIZE=ON \
   -DBRAKK_BENCH=OFF -DBRAKK_WERROR=ON >/dev/null
