@@ -14,8 +14,9 @@ ninja -C build brakk zorcored
 export PATH=$PWD/build/apps/net/dvs:$PWD/build/zorcored:$PATH
 
 work=$(mktemp -d /tmp/brakk-demo.XXXXXX)
+daemon=''
 cleanup() {
-  zorcored ctl shutdown 2>/dev/null || true
+  [ -n "$daemon" ] && kill "$daemon" 2>/dev/null && wait "$daemon" 2>/dev/null
   rm -rf "$work"
 }
 trap cleanup EXIT
@@ -37,7 +38,10 @@ run() {
 echo
 echo "== the switch module: zorcored on a private socket and state directory"
 export ZORCORE_SOCKET=$work/zorcore.sock
-run zorcored --socket "$ZORCORE_SOCKET" --state-dir "$work/state" --detach
+printf '\n$ zorcored --socket %s --state-dir %s &\n' "$ZORCORE_SOCKET" "$work/state"
+zorcored --socket "$ZORCORE_SOCKET" --state-dir "$work/state" &
+daemon=$!
+for _ in $(seq 1 50); do [ -S "$ZORCORE_SOCKET" ] && break; sleep 0.1; done
 
 echo
 echo "== file mode: every command edits ./dvs.db"

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Builds the Debian package of brakk and tries it the way an administrator
 # would, inside a throwaway root (an overlay of this machine's root in a
-# private mount namespace, so nothing reaches the real system): installs it
-# with dpkg, checks that every file is in place, runs brakk -T, starts
-# zorcored with the command line of its systemd unit and uses it in kernel
-# mode, then purges the package and checks that nothing of it is left.
+# private mount and process namespace, so nothing reaches the real system):
+# installs it with dpkg, checks that every file is in place, runs brakk -T,
+# starts zorcored with the command line of its systemd unit and uses it in
+# kernel mode, stops it with SIGTERM, then purges the package and checks
+# that nothing of it is left.
 #
 # usage: scripts/package-test.sh [BUILD_DIR]
 #   BUILD_DIR defaults to build-package (a Release build without tests);
@@ -87,7 +88,13 @@ reply=$(bash -c 'source /usr/share/bash-completion/completions/brakk
 [ "$reply" = "globalPropList hostPropList 7" ] || fail "completion of -p gave '$reply'"
 echo "brakk -p <TAB> dvs0: $reply"
 
-zorcored ctl shutdown
+# This root has its own process namespace, so the only zorcored in it is ours.
+pid=''
+for p in /proc/[0-9]*; do
+  [ "$(readlink "$p/exe" 2>/dev/null)" = /usr/sbin/zorcored ] && pid=${p#/proc/}
+done
+[ -n "$pid" ] || fail "zorcored is not running"
+kill -TERM "$pid"
 for _ in $(seq 1 50); do [ -S /run/corvane/zorcore.sock ] || break; sleep 0.1; done
 [ ! -S /run/corvane/zorcore.sock ] || fail "the socket outlived zorcored"
 
@@ -108,7 +115,7 @@ INSIDE
 
 echo "== in a throwaway root"
 start=$SECONDS
-unshare --mount --propagation private bash -euo pipefail -c '
+unshare --mount --pid --fork --propagation private bash -euo pipefail -c '
   work=$1
   root=$work/root
   mount -t overlay overlay -o "lowerdir=/,upperdir=$work/upper,workdir=$work/overlay-work" "$root"
