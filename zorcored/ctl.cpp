@@ -76,6 +76,15 @@ int Failed(const char *what, ZOR_ReturnStatus st) {
   return 1;
 }
 
+/* Reports a refused fail or shutdown request, naming the option that allows them; returns 1. */
+int FailedTesting(const char *what, ZOR_ReturnStatus st) {
+  Failed(what, st);
+  if (st == ZOR_NOT_SUPPORTED) {
+    fprintf(stderr, "zorcored ctl: the daemon obeys %s only when started with --testing\n", what);
+  }
+  return 1;
+}
+
 /* Fills id with the switch ID bytes that a switch ID text or a switch name stands for. */
 void SwitchIdBytes(const std::string &ref, uint8_t id[16]) {
   memset(id, 0, 16);
@@ -247,12 +256,12 @@ int CmdFail(const CtlContext &ctx) {
   w.U32(status);
   w.U32(count);
   ZOR_ReturnStatus st = Request(ctx, OP_CTL_FAULT, body);
-  return st ? Failed("fail", st) : 0;
+  return st ? FailedTesting("fail", st) : 0;
 }
 
 int CmdShutdown(const CtlContext &ctx) {
   ZOR_ReturnStatus st = Request(ctx, OP_CTL_SHUTDOWN, ByteBuf());
-  return st ? Failed("shutdown", st) : 0;
+  return st ? FailedTesting("shutdown", st) : 0;
 }
 
 int CmdHelp(const CtlContext &);

@@ -3,8 +3,10 @@
  *
  *    zorcored: the stand-in for the hypervisor's switch module and host
  *    configuration store. "zorcored [--socket PATH] [--state-dir DIR]
- *    [--detach]" serves the kernel channel until SIGTERM or SIGINT;
- *    "zorcored ctl ..." is the control interface (ctl.cpp).
+ *    [--detach] [--testing]" serves the kernel channel until SIGTERM or
+ *    SIGINT; "zorcored ctl ..." is the control interface (ctl.cpp). Only a
+ *    daemon started with --testing obeys the control requests that break
+ *    it on purpose (injected failures, shutdown).
  */
 
 #include <errno.h>
@@ -36,7 +38,7 @@ constexpr const char *kDefaultStateDir = "/var/lib/corvane";
 
 void PrintUsage(FILE *out) {
   fprintf(out,
-          "usage: zorcored [--socket PATH] [--state-dir DIR] [--detach]\n"
+          "usage: zorcored [--socket PATH] [--state-dir DIR] [--detach] [--testing]\n"
           "       zorcored --help | --version\n"
           "       zorcored ctl [--socket PATH] COMMAND [ARGS...]   (zorcored ctl help)\n"
           "defaults: --socket %s, --state-dir %s\n",
@@ -125,13 +127,33 @@ bool Detach() {
   return true;
 }
 
-int Serve(const std::string &socketPath, const std::string &stateDir, bool detach) {
+int Serve(const std::string &socketPath, const std::string &stateDir, bool detach, bool testing) {
   signal(SIGPIPE, SIG_IGN);
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, SIGTERM);
   sigaddset(&set, SIGINT);
   sigprocmask(SIG_BLOCK, &set, nullptr); /* delivered through the server's signalfd */
+
+  /*
+   * Everything that can refuse the start is checked before anything is
+   * created, so that a daemon that does not start leaves no trace.
+   */
+  struct stat at;
+  if (lstat(socketPath.c_str(), &at) == 0 && !S_ISSOCK(at.st_mode)) {
+    fprintf(stderr, "zorcored: %s exists and is not a socket\n", socketPath.c_str());
+    return 1;
+  }
+  struct sockaddr_un addr;
+  std::string longest = socketPath + "." + std::to_string(getpid()) + ".new";
+  if (!zor::chan::SocketAddress(longest.c_str(), &addr)) {
+    fprintf(stderr, "zorcored: socket path too long: %s\n", socketPath.c_str());
+    return 1;
+  }
+  if (SomeoneListens(socketPath)) {
+    fprintf(stderr, "zorcored: %s is served by another zorcored\n", socketPath.c_str());
+    return 1;
+  }
 
   if (!MakeDirs(stateDir, 0700)) {
     fprintf(stderr, "zorcored: cannot create state directory %s: %s\n", stateDir.c_str(),
@@ -153,10 +175,6 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
     fprintf(stderr, "zorcored: cannot create %s: %s\n", sockDir.c_str(), strerror(errno));
     return 1;
   }
-  if (SomeoneListens(socketPath)) {
-    fprintf(stderr, "zorcored: %s is served by another zorcored\n", socketPath.c_str());
-    return 1;
-  }
   RaiseDescriptorLimit();
   int listenFd = Listen(socketPath);
   if (listenFd < 0) return 1;
@@ -168,7 +186,7 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
   zorcored::Kernel kernel(&store);
   int rc;
   {
-    zorcored::Server server(&kernel, listenFd);
+    zorcored::Server server(&kernel, listenFd, testing);
     rc = server.Run();
   }
   /* Remove the socket unless another daemon has taken the path over since. */
@@ -190,12 +208,14 @@ int main(int argc, char **argv) {
   std::string socketPath = zor::chan::DEFAULT_SOCKET_PATH;
   std::string stateDir = kDefaultStateDir;
   bool detach = false;
+  bool testing = false;
   static const struct option longOpts[] = {
       {"socket", required_argument, nullptr, 's'},
       {"state-dir", required_argument, nullptr, 'd'},
       {"detach", no_argument, nullptr, 'D'},
       {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'v'},
+      {"testing", no_argument, nullptr, 't'},
       {nullptr, 0, nullptr, 0},
   };
   int opt;
@@ -209,6 +229,9 @@ int main(int argc, char **argv) {
         break;
       case 'D':
         detach = true;
+        break;
+      case 't':
+        testing = true;
         break;
       case 'h':
         PrintUsage(stdout);
@@ -226,5 +249,5 @@ int main(int argc, char **argv) {
     PrintUsage(stderr);
     return 2;
   }
-  return Serve(socketPath, stateDir, detach);
+  return Serve(socketPath, stateDir, detach, testing);
 }

@@ -44,7 +44,8 @@ constexpr size_t KEEP_BUFFER = 256u * 1024;
 
 }  // namespace
 
-Server::Server(Kernel *kernel, int listenFd) : kernel_(kernel), listenFd_(listenFd) {}
+Server::Server(Kernel *kernel, int listenFd, bool testing)
+    : kernel_(kernel), listenFd_(listenFd), testing_(testing) {}
 
 Server::~Server() {
   for (auto &c : clients_) {
@@ -250,6 +251,11 @@ void Server::Handle(Client &c, const FrameHeader &h, const uint8_t *body) {
       Queue(c, rop, status, ByteBuf());
       return;
     }
+  }
+  if ((op == OP_CTL_FAULT || op == OP_CTL_SHUTDOWN) && !testing_) {
+    /* Breaking the daemon on purpose is for test runs only. */
+    Queue(c, rop, ZOR_NOT_SUPPORTED, ByteBuf());
+    return;
   }
   WireReader r(body, h.bodyLen);
   switch (op) {

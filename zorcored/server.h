@@ -39,8 +39,12 @@ inline constexpr int STALL_TIMEOUT_MS = 30000;
 
 class Server {
  public:
-  /* Serves kernel on the listening socket listenFd (which it does not own). */
-  Server(Kernel *kernel, int listenFd);
+  /*
+   * Serves kernel on the listening socket listenFd (which it does not
+   * own). Only when testing is set are injected failures and shutdown
+   * requests obeyed; otherwise they are answered with ZOR_NOT_SUPPORTED.
+   */
+  Server(Kernel *kernel, int listenFd, bool testing = false);
   ~Server();
   Server(const Server &) = delete;
   Server &operator=(const Server &) = delete;
@@ -92,6 +96,7 @@ class Server {
 
   Kernel *kernel_;
   int listenFd_;
+  bool testing_;
   int signalFd_ = -1;
   int spareFd_ = -1; /* kept open so that accept can shed clients when out of descriptors */
   bool stop_ = false;

@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
@@ -329,8 +330,9 @@ TEST_F(Reliability, ListenerWaitsOutADaemonRestart) {
   const double outage =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   CtlOk("post-event 12 dvs0 7 str:back");
-  ASSERT_TRUE(WaitUntil(
-      [&] { return ReadFile(listener.outPath).find("dynamic event id: back\n") != std::string::npos; }));
+  ASSERT_TRUE(WaitUntil([&] {
+    return ReadFile(listener.outPath).find("dynamic event id: back\n") != std::string::npos;
+  }));
   const std::string out = ReadFile(listener.outPath);
   const std::string failure = "DVSEvent_GetMsg() failed with ";
   int failures = 0;
@@ -469,6 +471,40 @@ TEST_F(Reliability, SecondDaemonOnTheSameSocketOrStateIsRefused) {
   EXPECT_EQ(stat(Socket().c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0600u);
   EXPECT_TRUE(S_ISSOCK(st.st_mode));
+}
+
+// A socket path taken by something that is not a socket is refused, and
+// the refused daemon creates nothing: not its state directory, not a
+// socket in place of the file.
+TEST_F(Reliability, SocketPathThatIsNotASocketIsRefused) {
+  transcript::RunOptions z;
+  z.program = ZORCORED_BIN;
+  z.argv0 = "zorcored";
+  const std::string file = PathOf("plain");
+  std::ofstream(file) << "keep me\n";
+  ASSERT_EQ(mkdir(PathOf("adir").c_str(), 0755), 0);
+  for (const std::string &path : {file, PathOf("adir")}) {
+    RunResult r = transcript::Run({"--socket", path, "--state-dir", PathOf("fresh")}, z);
+    EXPECT_EQ(r.exitStatus, 1);
+    EXPECT_EQ(r.err, "zorcored: " + path + " exists and is not a socket\n");
+    struct stat st;
+    EXPECT_NE(stat(PathOf("fresh").c_str(), &st), 0) << path;
+  }
+  EXPECT_EQ(ReadFile(file), "keep me\n");
+}
+
+// Only a daemon started with --testing obeys the requests that break it.
+TEST_F(Reliability, InjectedFailuresNeedTheTestingOption) {
+  ASSERT_EQ(StopDaemon(), 0);
+  ASSERT_TRUE(StartDaemon(false));
+  const std::string refused = " failed: status 0xbad0020\n";
+  RunResult r = Ctl("fail PortAdd 0xbad0001");
+  EXPECT_EQ(r.exitStatus, 1);
+  EXPECT_EQ(r.err, "zorcored ctl: fail" + refused +
+                       "zorcored ctl: the daemon obeys fail only when started with --testing\n");
+  EXPECT_EQ(Ctl("shutdown").exitStatus, 1);
+  CheckKernel({{"-a dvs0", 0, "", ""}});
+  EXPECT_EQ(Info("switches"), 1);
 }
 
 TEST_F(Reliability, OtherUsersAreRefused) {

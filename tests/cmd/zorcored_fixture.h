@@ -47,8 +47,12 @@ class KernelTest : public TranscriptTest {
   /* Runs the rows against this test's daemon. */
   void CheckKernel(const std::vector<Row> &rows) const { Check(rows, Kernel()); }
 
-  /* Starts zorcored (waits until its socket is up); false when it does not come up. */
-  bool StartDaemon();
+  /*
+   * Starts zorcored (waits until its socket is up), with --testing unless
+   * testing is false, so that ctl fail and ctl shutdown are obeyed; false
+   * when it does not come up.
+   */
+  bool StartDaemon(bool testing = true);
   /* Stops it with SIGTERM and returns its exit status (-1 when it had to be killed). */
   int StopDaemon();
   /* Kills the daemon with SIGKILL at once and reaps it. */
