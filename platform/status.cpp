@@ -36,6 +36,8 @@ const StatusName kStatusNames[] = {
     {ZOR_IO_ERROR, "I/O error"},
     {ZOR_TOO_LARGE, "Too large"},
     {ZOR_PERMISSION_DENIED, "Permission denied"},
+    {ZOR_NOT_REGULAR_FILE, "Not a regular file"},
+    {ZOR_LOCKED, "Configuration is locked by another process"},
 };
 
 }  // namespace

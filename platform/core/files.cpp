@@ -53,17 +53,27 @@ std::string ParentDir(const std::string &path) {
 }
 
 int ReplaceFile(const std::string &path, const void *data, size_t len, mode_t mode,
-                const std::string &tempPath) {
+                const std::string &tempPath, uid_t owner, gid_t group) {
   std::string temp = tempPath;
   int fd;
   if (temp.empty()) {
     temp = path + ".XXXXXX";
     fd = mkostemp(temp.data(), O_CLOEXEC);
   } else {
-    fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    unlink(temp.c_str());
+    fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   }
   if (fd < 0) return errno;
 
+  /*
+   * Owner first: a change of owner clears the set-ID bits that fchmod then
+   * sets. Only root may give the file away; anyone else keeps at least the
+   * group when they belong to it, and otherwise the new file is theirs.
+   */
+  if ((owner != static_cast<uid_t>(-1) || group != static_cast<gid_t>(-1)) &&
+      fchown(fd, owner, group) != 0 && fchown(fd, static_cast<uid_t>(-1), group) != 0) {
+    /* Neither could be kept: the new file belongs to its writer, as a new file would. */
+  }
   int err = fchmod(fd, mode) != 0 ? errno : 0;
   if (!err) err = WriteAll(fd, data, len);
   if (!err && fsync(fd) != 0) err = errno;

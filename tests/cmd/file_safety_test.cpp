@@ -3,17 +3,23 @@
  *
  *    Plain configuration files under stress: several brakk processes
  *    editing one file at once lose no update, a writer killed at any point
- *    of a save leaves a file that loads, and damaged files are refused
- *    without being changed.
+ *    of a save leaves a file that loads (and no leftover once the file is
+ *    saved again), damaged files are refused without being changed, and
+ *    hostile paths (FIFOs, directories, devices, huge files, symlinks,
+ *    files locked by someone else) neither hang a command nor lose the
+ *    file's link, owner or mode.
  */
 
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -145,8 +151,10 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
   }
   // Some rounds must really have been interrupted, or the test proves nothing.
   EXPECT_GT(killed, 5);
-  // Every save that completed changed only the one property.
+  // Every save that completed changed only the one property, and the next
+  // save removes what the killed ones left.
   MustSucceed("-f $F -s round=start -p 7 dvs0");
+  EXPECT_EQ(Entries(), std::set<std::string>{"dvs.db"});
   transcript::RunResult a = Brakk("-f $F -l");
   WriteFile("before.db", before);
   transcript::RunResult b = Brakk("-f before.db -l");
@@ -198,6 +206,85 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
        nk + "failed to get config data: Not found\nFailed to load config.\n"},
   });
   EXPECT_EQ(Entries(), std::set<std::string>{});
+}
+
+// Paths that are not regular files are refused at once, without waiting on
+// a FIFO or creating anything; so is a file too large to be a configuration.
+TEST_F(FileSafety, HostilePathsAreRefusedAtOnce) {
+  ASSERT_EQ(mkfifo(PathOf("fifo.db").c_str(), 0600), 0);
+  ASSERT_EQ(mkdir(PathOf("dir.db").c_str(), 0700), 0);
+  {
+    // A sparse 300 MiB file that begins like a configuration.
+    MustSucceed("-f $F -i");
+    const std::string header = ReadFile("dvs.db").substr(0, 16);
+    std::ofstream big(PathOf("big.db"), std::ios::binary);
+    big << header;
+    big.seekp((300 << 20) - 1);
+    big.put('\0');
+  }
+  const std::string refused = "failed to get config data: Not a regular file\n";
+  Check({
+      {"-f fifo.db -l", 1, "", refused},
+      {"-f dir.db -l", 1, "", refused},
+      {"-f /dev/zero -l", 1, "", refused},
+      {"-f fifo.db -s k=v -p 7 dvs0", 255, "",
+       std::string(NO_KERNEL_LOAD) + refused + "Failed to load config.\n"},
+      {"-f big.db -l", 1, "", "failed to get config data: Too large\n"},
+  });
+  EXPECT_EQ(Entries(), (std::set<std::string>{"big.db", "dir.db", "dvs.db", "fifo.db"}));
+}
+
+// A lock that another process keeps is waited for a bounded time; then the
+// command fails with its own status and the file is left alone.
+TEST_F(FileSafety, ALockHeldElsewhereEndsTheWait) {
+  MustSucceed("-f $F -i");
+  MustSucceed("-f $F -a dvs0");
+  MustSucceed("-f $F -A -p 7 dvs0");
+  const std::string before = ReadFile("dvs.db");
+  // A shared lock through a read-only descriptor: all a mere reader can take.
+  const int reader = open(PathOf("dvs.db").c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  ASSERT_EQ(flock(reader, LOCK_SH), 0);
+  const auto start = std::chrono::steady_clock::now();
+  const std::string locked =
+      "failed to get config data: Configuration is locked by another process\n";
+  Check({{"-f $F -s k=v -p 7 dvs0", 255, "",
+          std::string(NO_KERNEL_LOAD) + locked + "Failed to load config.\n"}});
+  // The command waited before giving up (a lower bound only: the machine may be slow).
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+  EXPECT_EQ(ReadFile("dvs.db"), before);
+  close(reader);
+  MustSucceed("-f $F -s k=v -p 7 dvs0");
+}
+
+// An edit through a symlink rewrites the file it points to and keeps the
+// link; a rewrite keeps the file's owner, group and mode.
+TEST_F(FileSafety, EditsKeepLinksOwnersAndModes) {
+  ASSERT_EQ(mkdir(PathOf("real").c_str(), 0700), 0);
+  MustSucceed("-f real/dvs.db -i");
+  MustSucceed("-f real/dvs.db -a dvs0");
+  MustSucceed("-f real/dvs.db -A -p 7 dvs0");
+  ASSERT_EQ(symlink("real/dvs.db", PathOf("link.db").c_str()), 0);
+  const std::string real = PathOf("real/dvs.db");
+  const bool root = geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(chown(real.c_str(), 4321, 8765), 0);
+  }
+  ASSERT_EQ(chmod(real.c_str(), 0640), 0);
+
+  MustSucceed("-f link.db -s k=v -p 7 dvs0");
+  struct stat st;
+  ASSERT_EQ(lstat(PathOf("link.db").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISLNK(st.st_mode));
+  ASSERT_EQ(stat(real.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0640u);
+  if (root) {
+    EXPECT_EQ(st.st_uid, 4321u);
+    EXPECT_EQ(st.st_gid, 8765u);
+  }
+  transcript::RunResult list = Brakk("-f real/dvs.db -l dvs0");
+  EXPECT_NE(list.out.find("\t\tk = v , \tpropType = CONFIG \n"), std::string::npos) << list.out;
+  EXPECT_EQ(Entries(), (std::set<std::string>{"link.db", "real"}));
 }
 
 }  // namespace

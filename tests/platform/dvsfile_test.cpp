@@ -41,7 +41,7 @@ TEST_F(DvsFileTest, MissingOrUnreadablePathsFailWithAStatus) {
   uint32_t len = 0;
   int32_t offset = -1;
   EXPECT_EQ(DVSFile_ReadClassical(Path("absent.db").c_str(), &data, &len, &offset), ZOR_NOT_FOUND);
-  EXPECT_EQ(DVSFile_ReadClassical(dir_.c_str(), &data, &len, &offset), ZOR_IO_ERROR);
+  EXPECT_EQ(DVSFile_ReadClassical(dir_.c_str(), &data, &len, &offset), ZOR_NOT_REGULAR_FILE);
   EXPECT_EQ(DVSFile_ReadClassical("", &data, &len, &offset), ZOR_BAD_PARAM);
   // Failed reads create nothing.
   EXPECT_TRUE(std::filesystem::is_empty(dir_));
@@ -76,6 +76,24 @@ TEST_F(DvsFileTest, WriteReplacesWholeAndKeepsMode) {
     entries++;
   }
   EXPECT_EQ(entries, 1);
+}
+
+// A file whose header is foreign is not read whole: the reader hands over
+// the header alone, which is all the deserialiser needs to refuse it.
+TEST_F(DvsFileTest, ForeignFilesAreNotReadWhole) {
+  std::string path = Path("foreign.db");
+  {
+    std::ofstream out(path, std::ios::binary);
+    out << "#!/bin/sh\necho not a configuration\n";
+    out.seekp((64 << 20) - 1);
+    out.put('\0');
+  }
+  void *data = nullptr;
+  uint32_t len = 0;
+  ASSERT_EQ(DVSFile_ReadClassical(path.c_str(), &data, &len, nullptr), ZOR_OK);
+  EXPECT_EQ(len, 16u);
+  EXPECT_EQ(DVSState_ConfigDeserialize(data, len), ZOR_NOT_A_CONFIG);
+  free(data);
 }
 
 TEST_F(DvsFileTest, ConfigurationStateRoundTripsThroughAFile) {
@@ -117,10 +135,12 @@ TEST_F(DvsFileTest, ConfigurationStateRoundTripsThroughAFile) {
 
 TEST(StatusText, EveryStatusHasItsOwnText) {
   const ZOR_ReturnStatus all[] = {
-      ZOR_OK,           ZOR_FAILURE,       ZOR_NOT_FOUND,     ZOR_ALREADY_EXISTS,   ZOR_BAD_PARAM,
-      ZOR_NO_MEMORY,    ZOR_NO_RESOURCES,  ZOR_NOT_SUPPORTED, ZOR_INVALID_DATA,     ZOR_NO_KERNEL,
-      ZOR_TIMEOUT,      ZOR_CHANNEL_ERROR, ZOR_NOT_A_CONFIG,  ZOR_BAD_VERSION,      ZOR_TRUNCATED,
-      ZOR_BAD_CHECKSUM, ZOR_IO_ERROR,      ZOR_TOO_LARGE,     ZOR_PERMISSION_DENIED};
+      ZOR_OK,           ZOR_FAILURE,     ZOR_NOT_FOUND,         ZOR_ALREADY_EXISTS,
+      ZOR_BAD_PARAM,    ZOR_NO_MEMORY,   ZOR_NO_RESOURCES,      ZOR_NOT_SUPPORTED,
+      ZOR_INVALID_DATA, ZOR_NO_KERNEL,   ZOR_TIMEOUT,           ZOR_CHANNEL_ERROR,
+      ZOR_NOT_A_CONFIG, ZOR_BAD_VERSION, ZOR_TRUNCATED,         ZOR_BAD_CHECKSUM,
+      ZOR_IO_ERROR,     ZOR_TOO_LARGE,   ZOR_PERMISSION_DENIED, ZOR_NOT_REGULAR_FILE,
+      ZOR_LOCKED};
   std::set<std::string> texts;
   for (ZOR_ReturnStatus s : all) texts.insert(ZOR_ReturnStatusToString(s));
   EXPECT_EQ(texts.size(), std::size(all));

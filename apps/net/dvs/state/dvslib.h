@@ -47,6 +47,8 @@ typedef uint32_t ZOR_ReturnStatus;
 #define ZOR_IO_ERROR 0xbad0108u          /* a read, write, flush or rename failed */
 #define ZOR_TOO_LARGE 0xbad0109u         /* a name, value or block exceeds its limit */
 #define ZOR_PERMISSION_DENIED 0xbad010au /* the file or channel refused access */
+#define ZOR_NOT_REGULAR_FILE 0xbad010bu  /* a configuration path names a FIFO, directory, device */
+#define ZOR_LOCKED 0xbad010cu            /* another process kept the configuration locked */
 
 /* Property flags (PropFlags). */
 #define PROP_VOLATILE 0x04
