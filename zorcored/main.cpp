@@ -39,6 +39,7 @@ constexpr const char *kDefaultStateDir = "/var/lib/corvane";
 void PrintUsage(FILE *out) {
   fprintf(out,
           "usage: zorcored [--socket PATH] [--state-dir DIR] [--detach] [--testing]\n"
+          "                [--idle-timeout SECONDS]\n"
           "       zorcored --help | --version\n"
           "       zorcored ctl [--socket PATH] COMMAND [ARGS...]   (zorcored ctl help)\n"
           "defaults: --socket %s, --state-dir %s\n",
@@ -127,7 +128,8 @@ bool Detach() {
   return true;
 }
 
-int Serve(const std::string &socketPath, const std::string &stateDir, bool detach, bool testing) {
+int Serve(const std::string &socketPath, const std::string &stateDir, bool detach, bool testing,
+          int idleMs) {
   signal(SIGPIPE, SIG_IGN);
   sigset_t set;
   sigemptyset(&set);
@@ -186,7 +188,7 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
   zorcored::Kernel kernel(&store);
   int rc;
   {
-    zorcored::Server server(&kernel, listenFd, testing);
+    zorcored::Server server(&kernel, listenFd, testing, idleMs);
     rc = server.Run();
   }
   /* Remove the socket unless another daemon has taken the path over since. */
@@ -209,6 +211,7 @@ int main(int argc, char **argv) {
   std::string stateDir = kDefaultStateDir;
   bool detach = false;
   bool testing = false;
+  int idleMs = zorcored::IDLE_TIMEOUT_MS_DEFAULT;
   static const struct option longOpts[] = {
       {"socket", required_argument, nullptr, 's'},
       {"state-dir", required_argument, nullptr, 'd'},
@@ -216,6 +219,7 @@ int main(int argc, char **argv) {
       {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'v'},
       {"testing", no_argument, nullptr, 't'},
+      {"idle-timeout", required_argument, nullptr, 'i'},
       {nullptr, 0, nullptr, 0},
   };
   int opt;
@@ -233,6 +237,16 @@ int main(int argc, char **argv) {
       case 't':
         testing = true;
         break;
+      case 'i': {
+        char *end = nullptr;
+        long seconds = strtol(optarg, &end, 10);
+        if (end == optarg || *end || seconds < 1 || seconds > 86400) {
+          fprintf(stderr, "zorcored: --idle-timeout takes 1 to 86400 seconds\n");
+          return 2;
+        }
+        idleMs = static_cast<int>(seconds * 1000);
+        break;
+      }
       case 'h':
         PrintUsage(stdout);
         return 0;
@@ -249,5 +263,5 @@ int main(int argc, char **argv) {
     PrintUsage(stderr);
     return 2;
   }
-  return Serve(socketPath, stateDir, detach, testing);
+  return Serve(socketPath, stateDir, detach, testing, idleMs);
 }

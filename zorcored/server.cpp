@@ -44,8 +44,8 @@ constexpr size_t KEEP_BUFFER = 256u * 1024;
 
 }  // namespace
 
-Server::Server(Kernel *kernel, int listenFd, bool testing)
-    : kernel_(kernel), listenFd_(listenFd), testing_(testing) {}
+Server::Server(Kernel *kernel, int listenFd, bool testing, int idleMs)
+    : kernel_(kernel), listenFd_(listenFd), testing_(testing), idleMs_(idleMs) {}
 
 Server::~Server() {
   for (auto &c : clients_) {
@@ -82,8 +82,9 @@ int Server::Run() {
       if (c.listener || (c.out.empty() && !c.closing)) ev |= POLLIN;
       if (!c.out.empty()) ev |= POLLOUT;
       pfds.push_back({c.fd, ev, 0});
-      if (!c.in.empty() || !c.out.empty()) {
-        int64_t left = c.lastProgress + STALL_TIMEOUT_MS - now;
+      const bool busy = !c.in.empty() || !c.out.empty();
+      if (busy || !c.listener) {
+        int64_t left = c.lastProgress + (busy ? STALL_TIMEOUT_MS : idleMs_) - now;
         int t = static_cast<int>(std::max<int64_t>(left, 0));
         timeout = timeout < 0 ? t : std::min(timeout, t);
       }
@@ -116,10 +117,11 @@ int Server::Run() {
     now = NowMs();
     for (auto &cp : clients_) {
       Client &c = *cp;
-      if (!c.dead && (!c.in.empty() || !c.out.empty()) &&
-          now - c.lastProgress >= STALL_TIMEOUT_MS) {
-        Drop(c);
-      }
+      if (c.dead) continue;
+      const bool busy = !c.in.empty() || !c.out.empty();
+      if (busy && now - c.lastProgress >= STALL_TIMEOUT_MS) Drop(c);
+      /* Idle connections give up their place; the library opens a new one when it needs it. */
+      if (!busy && !c.listener && now - c.lastProgress >= idleMs_) Drop(c);
     }
     clients_.erase(std::remove_if(clients_.begin(), clients_.end(),
                                   [](const std::unique_ptr<Client> &c) { return c->dead; }),
@@ -143,8 +145,10 @@ void Server::Accept() {
       }
       return;
     }
-    if (clients_.size() >= MAX_CLIENTS) {
-      close(fd);
+    size_t live = 0;
+    for (const auto &cp : clients_) live += !cp->dead;
+    if (live >= MAX_CLIENTS && !DropLongestIdle()) {
+      close(fd); /* every place is a listener's */
       continue;
     }
     auto c = std::make_unique<Client>();
@@ -197,7 +201,10 @@ void Server::Read(Client &c) {
           limit = std::max(need, FRAME_HEADER_LEN + static_cast<size_t>(h.bodyLen));
         }
       }
-      c.in.reserve(std::max(need, std::min(limit, c.in.size() + c.in.size() / 2 + 64 * 1024)));
+      const size_t want =
+          std::max(need, std::min(limit, c.in.size() + c.in.size() / 2 + 64 * 1024));
+      if (!FitRequestBudget(c, want)) return;
+      c.in.reserve(want);
     }
     c.in.insert(c.in.end(), chunk, chunk + n);
     /* A bad header is refused as soon as it is whole, before its body arrives. */
@@ -393,6 +400,37 @@ void Server::Drop(Client &c) {
   std::vector<uint8_t>().swap(c.in);
   c.out.clear();
   c.outBytes = 0;
+}
+
+bool Server::FitRequestBudget(Client &c, size_t want) {
+  for (;;) {
+    /* The buffers as they would be, c's grown to want; the largest one holding a request. */
+    size_t total = want;
+    Client *largest = &c;
+    size_t largestSize = want;
+    for (auto &cp : clients_) {
+      if (cp->dead || cp.get() == &c) continue;
+      total += cp->in.capacity();
+      if (!cp->in.empty() && cp->in.capacity() > largestSize) {
+        largest = cp.get();
+        largestSize = cp->in.capacity();
+      }
+    }
+    if (total <= REQUEST_MEMORY_BUDGET) return true;
+    Drop(*largest);
+    if (largest == &c) return false;
+  }
+}
+
+bool Server::DropLongestIdle() {
+  Client *idlest = nullptr;
+  for (auto &cp : clients_) {
+    if (cp->dead || cp->listener) continue;
+    if (!idlest || cp->lastProgress < idlest->lastProgress) idlest = cp.get();
+  }
+  if (!idlest) return false;
+  Drop(*idlest);
+  return true;
 }
 
 std::string Server::Info() const {

@@ -27,8 +27,18 @@
 
 namespace zorcored {
 
-/* Limits of the event loop. */
+/*
+ * Limits of the event loop. When MAX_CLIENTS are connected, a newcomer
+ * takes the place of the connection (other than a listener) that has been
+ * idle longest; one that has sent nothing for IDLE_TIMEOUT_MS_DEFAULT
+ * (zorcored --idle-timeout) is dropped anyway. The receive buffers of all
+ * unfinished requests together stay within REQUEST_MEMORY_BUDGET: the
+ * client with the largest unfinished request is dropped to keep them so.
+ * The budget holds one request of the largest size the channel carries.
+ */
 inline constexpr size_t MAX_CLIENTS = 1000;
+inline constexpr int IDLE_TIMEOUT_MS_DEFAULT = 60000;
+inline constexpr size_t REQUEST_MEMORY_BUDGET = 320u << 20;
 /* A listener whose undelivered events exceed either bound is dropped. */
 inline constexpr size_t LISTENER_MAX_BYTES = 4u << 20;
 inline constexpr size_t LISTENER_MAX_EVENTS = 8192;
@@ -43,8 +53,10 @@ class Server {
    * Serves kernel on the listening socket listenFd (which it does not
    * own). Only when testing is set are injected failures and shutdown
    * requests obeyed; otherwise they are answered with ZOR_NOT_SUPPORTED.
+   * A connection that is not a listener and sends nothing for idleMs is
+   * dropped.
    */
-  Server(Kernel *kernel, int listenFd, bool testing = false);
+  Server(Kernel *kernel, int listenFd, bool testing = false, int idleMs = IDLE_TIMEOUT_MS_DEFAULT);
   ~Server();
   Server(const Server &) = delete;
   Server &operator=(const Server &) = delete;
@@ -91,12 +103,22 @@ class Server {
   void Broadcast(const uint8_t *body, size_t len);
   /* Closes a client and frees its buffers; it is removed at the end of the loop turn. */
   void Drop(Client &c);
+  /*
+   * Makes room for a receive buffer of c to grow to want bytes within
+   * REQUEST_MEMORY_BUDGET, dropping the clients with the largest unfinished
+   * requests (c itself when its own is the largest). Returns false when c
+   * was dropped.
+   */
+  bool FitRequestBudget(Client &c, size_t want);
+  /* Drops the longest-idle connection that is not a listener; false when there is none. */
+  bool DropLongestIdle();
   /* The text of "zorcored ctl info". */
   std::string Info() const;
 
   Kernel *kernel_;
   int listenFd_;
   bool testing_;
+  int idleMs_;
   int signalFd_ = -1;
   int spareFd_ = -1; /* kept open so that accept can shed clients when out of descriptors */
   bool stop_ = false;

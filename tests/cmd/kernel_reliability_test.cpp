@@ -343,6 +343,50 @@ TEST_F(Reliability, ListenerWaitsOutADaemonRestart) {
   EXPECT_LE(failures, static_cast<int>(outage) + 2) << out;
 }
 
+// Idle connections cannot lock others out: one that sends nothing for the
+// idle time is dropped (listeners are not), and at the client limit a
+// newcomer takes the place of the longest-idle connection.
+TEST_F(Reliability, IdleConnectionsGiveWay) {
+  ASSERT_EQ(StopDaemon(), 0);
+  ASSERT_TRUE(StartDaemon(true, {"--idle-timeout", "1"}));
+  Background listener = StartBrakk({"-g"});
+  RawClient idle(Socket());
+  ASSERT_TRUE(idle.Ok());
+  EXPECT_TRUE(idle.ClosedByPeer(10));
+  EXPECT_EQ(Info("listeners"), 1);
+
+  ASSERT_EQ(StopDaemon(), 0);
+  ASSERT_TRUE(StartDaemon());
+  std::vector<std::unique_ptr<RawClient>> crowd;
+  for (int i = 0; i < 1000; i++) {
+    crowd.push_back(std::make_unique<RawClient>(Socket()));
+    ASSERT_TRUE(crowd.back()->Ok()) << "client " << i;
+  }
+  CheckKernel({{"-a dvs0", 0, "", ""}});
+  EXPECT_TRUE(crowd.front()->ClosedByPeer());
+  ASSERT_TRUE(crowd.back()->Send(Frame(OP_STATE_GET, "")));
+  EXPECT_EQ(crowd.back()->Reply(OP_STATE_GET), 0);
+}
+
+// Unfinished requests share one memory budget: when two clients announce
+// 200 MiB frames and send most of them, the one with the larger unfinished
+// request is dropped and the other goes on.
+TEST_F(Reliability, UnfinishedRequestsShareOneBudget) {
+  const uint32_t announced = 200u << 20;
+  const std::string chunk(1u << 20, 'x');
+  RawClient first(Socket());
+  RawClient second(Socket());
+  ASSERT_TRUE(first.Ok() && second.Ok());
+  ASSERT_TRUE(first.Send(Header(OP_STATE_INIT, announced)));
+  for (int i = 0; i < 199; i++) ASSERT_TRUE(first.Send(chunk));
+  ASSERT_TRUE(second.Send(Header(OP_STATE_INIT, announced)));
+  bool sent = true;
+  for (int i = 0; i < 150 && sent; i++) sent = second.Send(chunk);
+  EXPECT_TRUE(sent);
+  EXPECT_TRUE(first.ClosedByPeer());
+  EXPECT_EQ(Info("clients"), 2); /* second, and the info request itself */
+}
+
 TEST_F(Reliability, ListenersThatFallBehindAreDropped) {
   Background reader = StartBrakk({"-g"});
   RawClient sleeper(Socket());

@@ -44,10 +44,11 @@ pid_t KernelTest::StartLogged(const std::string &program, const std::vector<std:
   return pid;
 }
 
-bool KernelTest::StartDaemon(bool testing) {
+bool KernelTest::StartDaemon(bool testing, const std::vector<std::string> &extra) {
   unlink(Socket().c_str());
   std::vector<std::string> argv = {"zorcored", "--socket", Socket(), "--state-dir", StateDir()};
   if (testing) argv.push_back("--testing");
+  argv.insert(argv.end(), extra.begin(), extra.end());
   daemon_ = StartLogged(ZORCORED_BIN, argv, {}, PathOf("zorcored.log"));
   struct stat st;
   const bool up = daemon_ > 0 && WaitUntil([&] { return stat(Socket().c_str(), &st) == 0; });

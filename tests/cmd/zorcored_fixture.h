@@ -49,10 +49,10 @@ class KernelTest : public TranscriptTest {
 
   /*
    * Starts zorcored (waits until its socket is up), with --testing unless
-   * testing is false, so that ctl fail and ctl shutdown are obeyed; false
-   * when it does not come up.
+   * testing is false, so that ctl fail and ctl shutdown are obeyed, and
+   * with the extra options; false when it does not come up.
    */
-  bool StartDaemon(bool testing = true);
+  bool StartDaemon(bool testing = true, const std::vector<std::string> &extra = {});
   /* Stops it with SIGTERM and returns its exit status (-1 when it had to be killed). */
   int StopDaemon();
   /* Kills the daemon with SIGKILL at once and reaps it. */
