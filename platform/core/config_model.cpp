@@ -507,6 +507,7 @@ ZOR_ReturnStatus ConfigModel::AddSwitch(const char *id, const char *className, i
   if (!ValidText(sid, DVS_SWITCH_ID_MAX) || cls.size() >= DVS_CLASS_NAME_LEN) {
     return ZOR_BAD_PARAM;
   }
+  if (maxPorts < 0 || maxPorts > MAX_PORTS) return ZOR_BAD_PARAM;
   if (FindSwitch(sid)) return ZOR_ALREADY_EXISTS;
   try {
     std::unique_ptr<SwitchObj> s = NewSwitch();
@@ -543,6 +544,7 @@ ZOR_ReturnStatus ConfigModel::SetVersion(const char *id, uint32_t version) {
 ZOR_ReturnStatus ConfigModel::SetMaxPorts(const char *id, int32_t maxPorts) {
   SwitchObj *s = FindSwitch(TextArg(id));
   if (!s) return ZOR_NOT_FOUND;
+  if (maxPorts < 0 || maxPorts > MAX_PORTS) return ZOR_BAD_PARAM;
   s->maxPorts = maxPorts;
   return ZOR_OK;
 }
@@ -553,6 +555,7 @@ ZOR_ReturnStatus ConfigModel::AddPort(const char *id, const char *port, DVSData 
   std::string_view name = TextArg(port);
   if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_BAD_PARAM;
   if (s->FindPort(name)) return ZOR_ALREADY_EXISTS;
+  if (s->PortCount() >= static_cast<size_t>(MAX_PORTS)) return ZOR_NO_RESOURCES;
   std::unique_ptr<PortObj> p;
   try {
     p = std::make_unique<PortObj>();

@@ -113,6 +113,8 @@ inline constexpr uint32_t CONFIG_MAGIC = 0x4746435au; /* "ZCFG" read as little-e
 inline constexpr uint32_t TREE_MAGIC = 0x5254445au;   /* "ZDTR" */
 inline constexpr uint16_t FORMAT_VERSION = 1;
 inline constexpr size_t HEADER_LEN = 16;
+/* The largest maxPorts a switch may be given, and the most ports one switch may hold. */
+inline constexpr int32_t MAX_PORTS = 16384;
 
 class ConfigModel {
  public:
@@ -147,6 +149,13 @@ class ConfigModel {
   PortObj *FindPort(const char *id, const char *port) const;
   const std::vector<std::unique_ptr<SwitchObj>> &Switches() const { return switches_; }
 
+  /*
+   * Switch sizes: maxPorts must be 0 to MAX_PORTS (else ZOR_BAD_PARAM),
+   * and AddPort refuses a port beyond MAX_PORTS on one switch with
+   * ZOR_NO_RESOURCES. A switch's own maxPorts is advice that ports may
+   * exceed, as they always could. Loaded configurations are taken as
+   * they are.
+   */
   ZOR_ReturnStatus AddSwitch(const char *id, const char *className, int32_t maxPorts,
                              int32_t version);
   ZOR_ReturnStatus RemoveSwitch(const char *id);

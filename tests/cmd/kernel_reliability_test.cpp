@@ -517,6 +517,23 @@ TEST_F(Reliability, SecondDaemonOnTheSameSocketOrStateIsRefused) {
   EXPECT_TRUE(S_ISSOCK(st.st_mode));
 }
 
+// A switch that would not fit in memory is refused at once, in the
+// kernel and in a file alike.
+TEST_F(Reliability, HugeSwitchesAreRefused) {
+  const std::string refused = "Operation failed: status = 0xbad0007\n";
+  CheckKernel({
+      {"-a -C -P 2000000000 dvs0", 7, "", refused},
+      {"-a -P 16385 dvs0", 7, "", refused},
+      {"-a dvs0", 0, "", ""},
+      {"--setMaxPorts 2000000000 dvs0", 7, "", refused},
+  });
+  Check({
+      {"-f $F -i", 0, "", ""},
+      {"-f $F -a -C -P 2000000000 dvs0", 7, "", std::string(transcript::NO_KERNEL_LOAD) + refused},
+  });
+  EXPECT_EQ(Info("ports"), 0);
+}
+
 // A socket path taken by something that is not a socket is refused, and
 // the refused daemon creates nothing: not its state directory, not a
 // socket in place of the file.

@@ -157,6 +157,24 @@ TEST(ConfigModel, ObjectsAndStatuses) {
   EXPECT_NE(m.FindPort(kSw, "uplink1"), nullptr);
 }
 
+// Switch sizes are bounded: maxPorts from 0 to MAX_PORTS, and no switch
+// holds more than MAX_PORTS ports, whatever its own maxPorts says.
+TEST(ConfigModel, SwitchSizesAreBounded) {
+  zor::ConfigModel m;
+  const int32_t max = zor::MAX_PORTS;
+  EXPECT_EQ(m.AddSwitch("big", "x", max + 1, 1), ZOR_BAD_PARAM);
+  EXPECT_EQ(m.AddSwitch("big", "x", -1, 1), ZOR_BAD_PARAM);
+  ASSERT_EQ(m.AddSwitch("big", "x", 0, 1), ZOR_OK);
+  EXPECT_EQ(m.SetMaxPorts("big", 2000000000), ZOR_BAD_PARAM);
+  EXPECT_EQ(m.SetMaxPorts("big", max), ZOR_OK);
+  for (int32_t i = 0; i < max; i++) {
+    ASSERT_EQ(m.AddPort("big", std::to_string(i).c_str(), nullptr), ZOR_OK) << i;
+  }
+  EXPECT_EQ(m.AddPort("big", "one more", nullptr), ZOR_NO_RESOURCES);
+  ASSERT_EQ(m.RemovePort("big", "0"), ZOR_OK);
+  EXPECT_EQ(m.AddPort("big", "one more", nullptr), ZOR_OK);
+}
+
 TEST(ConfigModel, AliasFollowsTheCurrentGlobalValue) {
   zor::ConfigModel m;
   BuildSample(m);
