@@ -81,6 +81,7 @@ TEST_F(FileMode, SwitchIdIsDerivedFromTheFirstFifteenCharacters) {
       {"-f $F -l abcdefghijklmnoZZZ", 0, listed, NK},
       {"-f $F -a abcdefghijklmno", 4, "", Failed("0xbad0004")},
       {"-f $F -n -l '" + id + "'", 0, listed, ""},
+      {"-f $F -n -l '61 62 63 64 65 66 67 68-69 6A 6B 6C 6D 6E 6F 00'", 0, "", ""}, /* exact */
       {"-f $F -l abc", 0, "", NK}, /* no such switch: nothing listed */
       {"-f $F -A -p 1 nosuch", 255, "",
        NK + "Switch handle not found by id 6e 6f 73 75 63 68 00 00-00 00 00 00 00 00 00 00\n"},
@@ -147,14 +148,11 @@ TEST_F(FileMode, MissingTargetsAndKeys) {
       NK + "DVSState_PortDataSet failed\n" + "Operation failed: status = 0xbad0003\n";
   Check({
       {"-f $F -s k=1 -p 8 dvs0", 3, "", setFailed},
-      {"-f $F -s k=1 -p globalPropList1 dvs0", 3, "", setFailed},
       {"-f $F -s k=1 -p GlobalPropList dvs0", 3, "", setFailed},
       {"-f $F -u k -p 7 dvs0", 3, "", Failed("0xbad0003")},
-      {"-f $F -u k -p globalPropList dvs0", 3, "", Failed("0xbad0003")},
       {"-f $F -u k -p 8 dvs0", 3, "", Failed("0xbad0003")},
       {"-f $F -D -p 8 dvs0", 3, "", Failed("0xbad0003")},
       {"-f $F -A -p 7 dvs0", 4, "", Failed("0xbad0004")},
-      {"-f $F -a dvs0", 4, "", Failed("0xbad0004")},
   });
 }
 

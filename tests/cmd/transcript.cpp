@@ -240,4 +240,13 @@ void TranscriptTest::Check(const std::vector<Row> &rows, const RunOptions &optio
   }
 }
 
+void TranscriptTest::ExpectUsage(const std::string &commandLine, const std::string &err,
+                                 const RunOptions &options) const {
+  SCOPED_TRACE("brakk " + commandLine);
+  const RunResult r = Brakk(commandLine, options);
+  EXPECT_EQ(r.exitStatus, 0);
+  EXPECT_EQ(r.out.rfind("Warning: This is an unsupported command.", 0), 0u);
+  EXPECT_EQ(r.err, Expand(err));
+}
+
 }  // namespace transcript

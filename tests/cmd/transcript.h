@@ -152,6 +152,10 @@ class TranscriptTest : public ::testing::Test {
    */
   void Check(const std::vector<Row> &rows, const RunOptions &options = RunOptions()) const;
 
+  /* Runs a command that must end in the usage text (exit status 0) with err on standard error. */
+  void ExpectUsage(const std::string &commandLine, const std::string &err,
+                   const RunOptions &options = RunOptions()) const;
+
  private:
   std::string dir_;
 };

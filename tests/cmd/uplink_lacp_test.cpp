@@ -64,16 +64,7 @@ const std::string EXTRA_LAG1 =
     ":\n\t\t\tlag name:\t\t\tlag1\n\t\t\tlag timeout:\t\t\tfast\n"
     "\t\t\tport timeout:\t\t\tuplink0/slow\n\n\t\t\tpropType = CONFIG \n";
 
-class UplinkFileMode : public transcript::TranscriptTest {
- protected:
-  /* Runs a command that must end in the usage text, with err on standard error. */
-  void ExpectUsage(const std::string &command, const std::string &err) {
-    const transcript::RunResult r = Brakk(command);
-    EXPECT_EQ(r.exitStatus, 0) << command;
-    EXPECT_EQ(r.out.rfind("Warning: This is an unsupported command.", 0), 0u) << command;
-    EXPECT_EQ(r.err, err) << command;
-  }
-};
+class UplinkFileMode : public transcript::TranscriptTest {};
 
 TEST_F(UplinkFileMode, CommandsEditTheFileAndKernelReadsFail) {
   const std::string head = Switch(DVS0_ID, "dvs0", "etherswitch");
@@ -113,13 +104,12 @@ TEST_F(UplinkFileMode, CommandsEditTheFileAndKernelReadsFail) {
       {"-f $F --configLAG '*lag2' dvs0", 215, "",
        NK + "Invalid LAG list\n" + OP_FAILED + "0xbad00d7\n"},
   });
-  /* Teaming lists that do not fit end in the usage text and write nothing. */
+  /* Teaming lists that do not fit (the unit test has each kind) end in the usage text and write
+   * nothing. */
   std::string names33 = "u0";
   for (int i = 1; i < 33; i++) names33 += ",u" + std::to_string(i);
-  for (const std::string &list :
-       {std::string("'a b'"), std::string("a,,b"), std::string("a,"), std::string(",a"), names33}) {
-    ExpectUsage("-f $F -L " + list + " -p 7 dvs0", NK);
-  }
+  ExpectUsage("-f $F -L 'a b' -p 7 dvs0", NK);
+  ExpectUsage("-f $F -L " + names33 + " -p 7 dvs0", NK);
   ExpectUsage("-f $F -L uplink0 dvs0", NK + "port name not specified.\n");
   Check({{"-f $F -l dvs0", 0,
           head + HOST_LIST + UplinkPort("uplink0") + UplinkPort("uplink1") + port7, NK}});

@@ -13,29 +13,23 @@
 #include <string>
 #include <vector>
 
+#include "printing.h"
+
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-typedef void (*Printer)(const char *key, const void *value, uint32_t length, int32_t flags);
-
-std::string Print(Printer print, const Bytes &value, int32_t flags = 0x10) {
-  testing::internal::CaptureStdout();
-  print("k", value.empty() ? nullptr : value.data(), static_cast<uint32_t>(value.size()), flags);
-  return testing::internal::GetCapturedStdout();
-}
+using printing::Bytes;
+using printing::Print;
 
 /* The bitmap that VlanBitmap_Parse builds from text (its "set vlan" lines are dropped). */
 Bytes Bitmap(const char *text) {
   Bytes bitmap(VLAN_BITMAP_LEN);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(VlanBitmap_Parse(text, bitmap.data()), 0) << text;
-  testing::internal::GetCapturedStdout();
+  printing::Stdout([&] { EXPECT_EQ(VlanBitmap_Parse(text, bitmap.data()), 0) << text; });
   return bitmap;
 }
 
 struct PrintCase {
   const char *what;
-  Printer print;
+  PropPrinter print;
   Bytes value;
   std::string out;
 };

@@ -20,11 +20,12 @@
 #include <vector>
 
 #include "listing/listing.h"
+#include "printing.h"
 #include "state/config.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using printing::Bytes;
 
 const char SW[] = "6d 69 72 00 00 00 00 00-00 00 00 00 00 00 00 00";
 const char ETHER_KEY[] = "com.corvane.etherswitch.port.mirrorSessions";
@@ -183,11 +184,9 @@ const Bytes OLD_TABLE = {0xef, 0xbe, 0xce, 0xfa};
 
 std::string PrintTable(const Bytes &value, bool wide, const char *key = ETHER_KEY) {
   listingHighVersion = wide;
-  testing::internal::CaptureStdout();
-  Prop_PrintMirrorSessions(key, value.empty() ? nullptr : value.data(),
-                           static_cast<uint32_t>(value.size()), PROP_CONFIG);
+  const std::string out = printing::Print(Prop_PrintMirrorSessions, value, PROP_CONFIG, key);
   listingHighVersion = false;
-  return testing::internal::GetCapturedStdout();
+  return out;
 }
 
 /* ---- The tables -m writes ------------------------------------------------ */
@@ -278,16 +277,6 @@ TEST_F(MirrorCommand, OldSwitchLosesItsTablesAndThenRefuses) {
             "Can't apply session as a dvPort property to FENN whose version is older than 6.0\n");
   EXPECT_EQ(Value("8"), std::nullopt);
   EXPECT_EQ(Value("5"), std::nullopt);
-}
-
-TEST_F(MirrorCommand, PushStopsAtAnUnknownPortAndKeepsWhatItWrote) {
-  MakeSwitch("etherswitch", 6, {"5", "7"});
-  const Outcome o = Run("v2*s1;x;DVPORT;;;;;5,6,7;;;");
-  EXPECT_EQ(o.status, ZOR_NOT_FOUND);
-  EXPECT_EQ(o.err, "Failed to push mirror data to dvPort 6\nFailed to push dvPort property\n");
-  EXPECT_EQ(Value("5"), Table(2, {{"s1", "x", 1, 60, 0, 1, 3, 0, 0, 0}},
-                              {Port("5"), Port("6"), Port("7")}, 36));
-  EXPECT_EQ(Value("7"), std::nullopt);
 }
 
 /* ---- The printer ----------------------------------------------------------- */

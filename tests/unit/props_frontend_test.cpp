@@ -46,22 +46,12 @@ TEST(Bytes, WriterRefusesFieldsPastTheEndAndReaderReportsShortValues) {
   EXPECT_EQ(ByteReader(nullptr, 4).U8(0), std::nullopt);
 }
 
-TEST(VlanPolicyInitial, OrdinaryPortHasNoVlanAndNoRange) {
-  EXPECT_EQ(VlanPolicy_BuildInitial(false).Take(), std::vector<uint8_t>(8, 0));
-}
-
+/* An ordinary port's policy (eight zero bytes) and its key are in every listing of a new port. */
 TEST(VlanPolicyInitial, UplinkTrunksOneToFourThousandNinetyFour) {
   /* flags 1, VLAN 0, reserved 0, one range 1-4094; all little-endian u16. */
   const std::vector<uint8_t> expected = {0x01, 0x00, 0x00, 0x00, 0x00, 0x00,
                                          0x01, 0x00, 0x01, 0x00, 0xfe, 0x0f};
   EXPECT_EQ(VlanPolicy_BuildInitial(true).Take(), expected);
-}
-
-TEST(VlanPolicyInitial, KeyFollowsSwitchClass) {
-  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_ETHERSWITCH), "com.corvane.etherswitch.port.vlan");
-  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_VSWITCH), "com.corvane.vswitch.port.vlan");
-  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_CSWITCH), "com.corvane.vswitch.port.vlan");
-  EXPECT_STREQ(VlanPolicy_Key(SWITCH_CLASS_NONE), "com.corvane.vswitch.port.vlan");
 }
 
 /* The VLANs whose bits are set, in ascending order. */

@@ -12,28 +12,22 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "printing.h"
+
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using printing::Bytes;
+using printing::Print;
 typedef ZOR_ReturnStatus (*Parser)(const char *text, Bytes &value);
-typedef void (*Printer)(const char *key, const void *value, uint32_t length, int32_t flags);
 
 /* Runs parse on text; returns its status and fills value and the captured standard error. */
 ZOR_ReturnStatus Parse(Parser parse, const std::string &text, Bytes &value, std::string &err) {
-  testing::internal::CaptureStderr();
-  const ZOR_ReturnStatus status = parse(text.c_str(), value);
-  err = testing::internal::GetCapturedStderr();
+  ZOR_ReturnStatus status = ZOR_OK;
+  err = printing::Stderr([&] { status = parse(text.c_str(), value); });
   return status;
-}
-
-std::string Print(Printer print, const Bytes &value, int32_t flags = 0x10) {
-  testing::internal::CaptureStdout();
-  print("k", value.empty() ? nullptr : value.data(), static_cast<uint32_t>(value.size()), flags);
-  return testing::internal::GetCapturedStdout();
 }
 
 void PutLe32(Bytes &b, size_t at, uint32_t v) {
@@ -138,7 +132,7 @@ TEST(RespoolParse, BadTextsAreRefusedWithTheirMessage) {
 
 struct PrintCase {
   const char *what;
-  Printer print;
+  PropPrinter print;
   Bytes value;
   std::string out;
 };

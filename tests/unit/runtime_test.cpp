@@ -15,15 +15,14 @@
 #include <string>
 #include <vector>
 
+#include "printing.h"
+
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-typedef void (*Printer)(const char *key, const void *value, uint32_t length, int32_t flags);
+using printing::Bytes;
 
-std::string Print(Printer print, const Bytes &value, int32_t flags = 0x24) {
-  testing::internal::CaptureStdout();
-  print("k", value.empty() ? nullptr : value.data(), static_cast<uint32_t>(value.size()), flags);
-  return testing::internal::GetCapturedStdout();
+std::string Print(PropPrinter print, const Bytes &value) {
+  return printing::Print(print, value, 0x24);
 }
 
 /* A service text with its NUL. */
@@ -46,7 +45,7 @@ Bytes PortStatus(uint8_t bits, uint8_t id, const char *name) {
 
 struct PrintCase {
   const char *what;
-  Printer print;
+  PropPrinter print;
   Bytes value;
   std::string out;
 };

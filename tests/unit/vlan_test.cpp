@@ -16,10 +16,11 @@
 #include <vector>
 
 #include "listing/listing.h"
+#include "printing.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using printing::Bytes;
 
 const ZOR_ReturnStatus FAILED = static_cast<ZOR_ReturnStatus>(-1);
 const Bytes UNTOUCHED = {9};
@@ -27,11 +28,8 @@ const Bytes UNTOUCHED = {9};
 /* Runs a parser; returns its status and what it printed on stdout and stderr. */
 template <typename F>
 ZOR_ReturnStatus Parse(F run, std::string &out, std::string &err) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  const ZOR_ReturnStatus status = run();
-  err = testing::internal::GetCapturedStderr();
-  out = testing::internal::GetCapturedStdout();
+  ZOR_ReturnStatus status = ZOR_OK;
+  err = printing::Stderr([&] { out = printing::Stdout([&] { status = run(); }); });
   return status;
 }
 
@@ -143,10 +141,7 @@ struct PrintCase {
 
 void ExpectPrints(PropPrinter printer, const std::vector<PrintCase> &cases) {
   for (const auto &c : cases) {
-    Bytes exact(c.value);
-    testing::internal::CaptureStdout();
-    printer("k", exact.empty() ? nullptr : exact.data(), static_cast<uint32_t>(exact.size()), 0x10);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(printing::Print(printer, c.value),
               std::string(c.lines) + "\t\t\tpropType = CONFIG \n");
   }
 }
@@ -154,9 +149,7 @@ void ExpectPrints(PropPrinter printer, const std::vector<PrintCase> &cases) {
 TEST(VlanPrinters, PolicyVolatileVlanAndMap) {
   ExpectPrints(Prop_PrintPortVlan,
                {
-                   {{3, 0, 20, 0, 0, 0, 2, 0, 100, 0, 200, 0, 7, 0, 7, 0},
-                    "\t\tk = Guest VLAN tagging\n\t\t\tranges = 100-200 7\n"},
-                   {{2, 0, 20, 0, 0, 0, 0, 0}, "\t\tk = PVLAN 20\n"},
+                   /* The transcripts list tagging with ranges, a PVLAN and a VLAN. */
                    {{0, 0, 0xff, 0xff, 0, 0, 0, 0}, "\t\tk = VLAN 65535\n"},
                    {{0x80, 0, 0, 0, 0, 0, 0, 0}, "\t\tk = No VLAN\n"},
                    /* Short values and counts that lie: what fits, nothing past the end. */
@@ -169,7 +162,6 @@ TEST(VlanPrinters, PolicyVolatileVlanAndMap) {
                });
   ExpectPrints(Prop_PrintVolatileVlan,
                {
-                   {{0, 0, 2, 0, 5, 0, 5, 0, 6, 0, 8, 0}, "\t\tk = VLAN 0\n\t\t\tranges = 5 6-8\n"},
                    {{12, 0, 9, 0, 1, 0, 2}, "\t\tk = VLAN 12\n\t\t\tranges =\n"},
                    {{12}, ""},
                });
