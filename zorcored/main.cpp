@@ -163,7 +163,8 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
     return 1;
   }
   std::string lockPath = stateDir + "/zorcored.lock";
-  int lock = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  /* O_NOFOLLOW: a link planted in place of the lock is refused, not followed. */
+  int lock = open(lockPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (lock < 0 || flock(lock, LOCK_EX | LOCK_NB) != 0) {
     fprintf(stderr, "zorcored: state directory %s is in use by another zorcored\n",
             stateDir.c_str());

@@ -404,7 +404,11 @@ void Server::Drop(Client &c) {
 
 bool Server::FitRequestBudget(Client &c, size_t want) {
   for (;;) {
-    /* The buffers as they would be, c's grown to want; the largest one holding a request. */
+    /*
+     * The buffers as they would be with c's grown to want (while it grows,
+     * its old copy briefly adds to that), and the largest one holding a
+     * request.
+     */
     size_t total = want;
     Client *largest = &c;
     size_t largestSize = want;
