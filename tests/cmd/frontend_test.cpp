@@ -169,7 +169,8 @@ class FrontEnd : public transcript::TranscriptTest {
   const std::string NO_PORT = "port name not specified.\n";
 };
 
-TEST_F(FrontEnd, UsageTextForHelpAndBadOptions) {
+TEST_F(FrontEnd, UsageTextForHelpBadOptionsAndTheConfigStoreOption) {
+  const std::string refused = "Unsupported operation: -E\n";
   Check({
       {"-h", 0, U, ""},
       {"-l -h dvs0", 0, U, ""}, /* ends while parsing: no alias lookup */
@@ -178,16 +179,14 @@ TEST_F(FrontEnd, UsageTextForHelpAndBadOptions) {
       {"--bogus", 0, U, "brakk: unrecognized option '--bogus'\n"},
       {"--setVersion", 0, U, "brakk: option '--setVersion' requires an argument\n"},
       {"--persist=1", 0, U, "brakk: option '--persist' doesn't allow an argument\n"},
-  });
-}
-
-TEST_F(FrontEnd, ConfigStoreOptionIsRefusedAtOnce) {
-  const std::string refused = "Unsupported operation: -E\n";
-  Check({
-      {"-E", 1, "", refused},
-      {"-E -h", 1, "", refused}, /* nothing after -E is read */
+      /* -E ends the parse at once; options before it are parsed (the range parser is unit
+       * tested). */
+      {"-E -h", 1, "", refused},
       {"-l -E dvs0", 1, "", refused},
       {"-h -E", 0, U, ""},
+      {"--vlanMTUChkParam abc dvs0", 1, "", "Bad vlan range string: abc\n"},
+      {"--qeltVLMChkParam 10-5", 1, "", "Bad vlan range: from 10 to 5\n"},
+      {"--vlanMTUChkParam 0-4094 -E", 1, "set vlan 0 - 4094.\n", refused},
   });
 }
 
@@ -274,17 +273,14 @@ TEST_F(FrontEnd, LastCommandOptionWins) {
       {"--cmdArg x", 1, "", NK},
       {"--cmdArg x dvs0", 1, "", NK + NK},
       {"--className vswitch -l", 1, "", NK},
-  });
-}
-
-TEST_F(FrontEnd, ClassNameOnlyGoesWithAddSwitch) {
-  Check({
+      /* ...and only -a takes it. */
       {"--className vswitch -d dvs0", 255, "", NK + "Class name is not require for command 6.\n"},
       {"--className vswitch -A -p 1 dvs0", 255, "",
        NK + "Class name is not require for command 7.\n"},
   });
 }
 
+/* The default path names the configuration store; the self test needs nothing. */
 TEST_F(FrontEnd, WithoutKernelModule) {
   const std::string loadFails = NK + NK + "Failed to load config.\n";
   Check({
@@ -296,6 +292,8 @@ TEST_F(FrontEnd, WithoutKernelModule) {
       {"-A -p 1 dvs0", 255, "", loadFails},
       {"-n -s k=v -p 1 dvs0", 255, "", NK + "Failed to load config.\n"},
       {"-i", 255, "", "failed to write config data to configstore\n"},
+      {"-f /etc/corvane/dvsdata.db -i", 255, "", "failed to write config data to configstore\n"},
+      {"-f /etc/corvane/dvsdata.db -l", 1, "", NK},
       {"-G", 1, "", NK},
       {"-S", 1, "", NK},
       {"-R", 1, "", ""}, /* the status 0xbad0101 as exit status */
@@ -304,23 +302,9 @@ TEST_F(FrontEnd, WithoutKernelModule) {
       {"--cmdExec stats dvs0", 255, "",
        NK + "DVSZOR_CmdExec failed: No kernel switch module on this host\n"},
       {"-g", 255, "DVSEvent_Register() failed, bad0101\n", "NOT_REACHED apps/net/dvs/brakk:662\n"},
-  });
-}
-
-TEST_F(FrontEnd, DefaultPathNamesTheConfigStore) {
-  Check({
-      {"-f /etc/corvane/dvsdata.db -l", 1, "", NK},
-      {"-f /etc/corvane/dvsdata.db -i", 255, "", "failed to write config data to configstore\n"},
-  });
-}
-
-TEST_F(FrontEnd, SelfTestNeedsNothing) {
-  Check({
       {"-T", 0,
-       "Testing DVSData routines...\n"
-       "DVSData serialization succeeded.\n"
-       "DVSData deserialization succeeded.\n"
-       "DVSData deserialization succeeded.\n",
+       "Testing DVSData routines...\nDVSData serialization succeeded.\n"
+       "DVSData deserialization succeeded.\nDVSData deserialization succeeded.\n",
        ""},
   });
 }
@@ -341,16 +325,6 @@ TEST_F(FrontEnd, HostFactsNeedNoKernel) {
   Check({
       {"--zornicIp lo", 0, "'lo' --> 127.0.0.1\n", ""},
       {"--zornicIp nosuch0", 1, "", "Failed to get IPv4 address for 'nosuch0': Not found\n"},
-  });
-}
-
-TEST_F(FrontEnd, VlanRangesAreParsedWithTheOptions) {
-  Check({
-      /* The range parser itself is tested without the front end. */
-      {"--vlanMTUChkParam abc dvs0", 1, "", "Bad vlan range string: abc\n"},
-      {"--qeltVLMChkParam 10-5", 1, "", "Bad vlan range: from 10 to 5\n"},
-      /* Parsed before the options that follow. */
-      {"--vlanMTUChkParam 0-4094 -E", 1, "set vlan 0 - 4094.\n", "Unsupported operation: -E\n"},
   });
 }
 

@@ -28,11 +28,6 @@ const std::string EXAMPLE_OUT =
     "s1(mirror one): snap=60, flags=0x8, encap=0, startIdx=0 dst=1, srcIn=2, srcOut=0\n"
     "sessionType=1, samplingRate=1\ntotal ports: 3\n";
 
-/* The listing of a session table: its key, its sessions' lines, its flags. */
-std::string Table(const std::string &key, const std::string &sessions) {
-  return "\t\t" + key + ":\n" + sessions + "\t\t\tpropType = CONFIG \n";
-}
-
 /* One session's lines; lists are "(count):\tentities ". */
 std::string Session(const std::string &sid, const std::string &flags, const std::string &snapVlan,
                     const std::string &type, const std::string &extra, const std::string &dst,
@@ -47,13 +42,12 @@ const std::string PLAIN = "\t\t\tsnapLen:\t\t60\n\t\t\tencapVlan:\t\t0 (no ENCAP
 const std::string ENCAP = "\t\t\tsnapLen:\t\t60\n\t\t\tencapVlan:\t\t0\n";
 
 /* The table of the example, on each of the ports 5, 6 and 7. */
-std::string ExampleTable(const std::string &key) {
-  return Table(key,
-               "\t\t\tsid:\t\t\ts1\n\t\t\tdname:\t\t\tmirror one\n\t\t\tflags:\t\t\tDST_ENCAP \n" +
-                   ENCAP + "\t\t\ttype:\t\t\tDVPORT\n\t\t\tsamplingRate:\t\t1\n" +
-                   "\n\t\t\tdstEntities\t(1):\t5 \n\t\t\tsrcInEntities\t(2):\t6 7 "
-                   "\n\t\t\tsrcOutEntities\t(0):\t\n\n");
-}
+const std::string EXAMPLE_TABLE =
+    Decoded(VSWITCH_KEY + ":",
+            "\t\t\tsid:\t\t\ts1\n\t\t\tdname:\t\t\tmirror one\n\t\t\tflags:\t\t\tDST_ENCAP \n" +
+                ENCAP + "\t\t\ttype:\t\t\tDVPORT\n\t\t\tsamplingRate:\t\t1\n" +
+                "\n\t\t\tdstEntities\t(1):\t5 \n\t\t\tsrcInEntities\t(2):\t6 7 "
+                "\n\t\t\tsrcOutEntities\t(0):\t\n\n");
 
 class FileMirror : public transcript::TranscriptTest {
  protected:
@@ -93,8 +87,8 @@ TEST_F(FileMirror, SessionsGoToTheirPortsAndAreListed) {
        "total ports: 13\n",
        NK},
       {"-f $F -l dvs0", 0,
-       dvs0 + NewPort("5") + Table(VSWITCH_KEY, eTable) + NewPort("6") + NewPort("7") +
-           NewPort("8") + Table(VSWITCH_KEY, dTable),
+       dvs0 + NewPort("5") + Decoded(VSWITCH_KEY + ":", eTable) + NewPort("6") + NewPort("7") +
+           NewPort("8") + Decoded(VSWITCH_KEY + ":", dTable),
        NK},
       {"-f $F -m v2* dvs0", 0, "total ports: 0\n", NK},
       {"-f $F -l dvs0", 0, dvs0 + NewPort("5") + NewPort("6") + NewPort("7") + NewPort("8"), NK},
@@ -104,9 +98,9 @@ TEST_F(FileMirror, SessionsGoToTheirPortsAndAreListed) {
 TEST_F(FileMirror, WideRecordsFromVersion100) {
   /* An etherswitch, so that the listing of version 100 still decodes its key. */
   const std::string name20(20, 'n');
-  const std::string tables = Table(
-      ETHER_KEY, Session("r", "", PLAIN, "RMIRROR_SRC", "", "(1):\t" + std::string(32, 'u') + " ",
-                         "(2):\t" + name20 + " q ", "(0):\t"));
+  const std::string tables = Decoded(ETHER_KEY + ":", Session("r", "", PLAIN, "RMIRROR_SRC", "",
+                                                              "(1):\t" + std::string(32, 'u') + " ",
+                                                              "(2):\t" + name20 + " q ", "(0):\t"));
   Check({
       {"-f $F -i", 0, "", ""},
       {"-f $F -a -O 5 dvs1", 0, "", NK},
@@ -199,8 +193,8 @@ TEST_F(KernelMirror, SessionsGoToTheKernelAndAFailedWriteStopsThePush) {
   CheckKernel({
       {"-m " + EXAMPLE + " dvs0", 0, EXAMPLE_OUT, ""},
       {"-l", 0,
-       dvs0 + NewPort("5") + ExampleTable(VSWITCH_KEY) + NewPort("6") + ExampleTable(VSWITCH_KEY) +
-           NewPort("7") + ExampleTable(VSWITCH_KEY) + NewPort("8"),
+       dvs0 + NewPort("5") + EXAMPLE_TABLE + NewPort("6") + EXAMPLE_TABLE + NewPort("7") +
+           EXAMPLE_TABLE + NewPort("8"),
        ""},
       /* The kernel refuses port 9: port 8, written before, has its new table; port 5, named
        * after, keeps its old one; 6 and 7 were cleared first. */
@@ -210,12 +204,13 @@ TEST_F(KernelMirror, SessionsGoToTheKernelAndAFailedWriteStopsThePush) {
        "Failed to push mirror data to dvPort 9\nFailed to push dvPort property\n" + OP_FAILED +
            "0xbad0003\n"},
   });
-  const std::string sTable = Table(VSWITCH_KEY, Session("s", "DST_ENCAP ", ENCAP, "DVPORT", "",
-                                                        "(1):\t8 ", "(2):\t9 5 ", "(0):\t"));
-  CheckKernel({{"-l", 0,
-                dvs0 + NewPort("5") + ExampleTable(VSWITCH_KEY) + NewPort("6") + NewPort("7") +
-                    NewPort("8") + sTable,
-                ""}});
+  const std::string sTable =
+      Decoded(VSWITCH_KEY + ":",
+              Session("s", "DST_ENCAP ", ENCAP, "DVPORT", "", "(1):\t8 ", "(2):\t9 5 ", "(0):\t"));
+  CheckKernel(
+      {{"-l", 0,
+        dvs0 + NewPort("5") + EXAMPLE_TABLE + NewPort("6") + NewPort("7") + NewPort("8") + sTable,
+        ""}});
 
   /* Clearing comes first: with every write failing, the old tables are gone all the same. */
   CheckKernel({{"-m " + EXAMPLE + " dvs0", 0, EXAMPLE_OUT, ""}});

@@ -26,23 +26,14 @@ const std::string OP_FAILED = "Operation failed: status = ";
 const std::string NK = NO_KERNEL_LOAD;
 
 const std::string POOLS =
-    "\t\tcom.corvane.common.respools.list:\n\t\t\tgold\n\t\t\tsilver\n"
-    "\t\t\tpropType = CONFIG \n";
-const std::string SCHED_ON =
-    "\t\tcom.corvane.common.respools.sched:\n\t\t\tactive\n"
-    "\t\t\tpropType = CONFIG \n";
-const std::string SCHED_OFF =
-    "\t\tcom.corvane.common.respools.sched:\n\t\t\tinactive\n"
-    "\t\t\tpropType = CONFIG \n";
+    Decoded("com.corvane.common.respools.list:", "\t\t\tgold\n\t\t\tsilver\n");
+const std::string SCHED_ON = Decoded("com.corvane.common.respools.sched:", "\t\t\tactive\n");
+const std::string SCHED_OFF = Decoded("com.corvane.common.respools.sched:", "\t\t\tinactive\n");
 const std::string YELLOW =
-    "\t\tcom.corvane.common.host.volatile.status = yellow uplink lost, "
-    "\tpropType = CONFIG \n";
+    "\t\tcom.corvane.common.host.volatile.status = yellow uplink lost, \tpropType = CONFIG \n";
 const std::string CFG =
-    "\t\tcom.corvane.common.port.respools.cfg:\n\t\t\tgold:100:50:-1:3\n"
-    "\t\t\tpropType = CONFIG \n";
-const std::string ASSOC =
-    "\t\tcom.corvane.common.port.respool.assoc:\n\t\t\tgold\n"
-    "\t\t\tpropType = CONFIG \n";
+    Decoded("com.corvane.common.port.respools.cfg:", "\t\t\tgold:100:50:-1:3\n");
+const std::string ASSOC = Decoded("com.corvane.common.port.respool.assoc:", "\t\t\tgold\n");
 
 class RespoolKernel : public transcript::KernelTest {};
 
@@ -63,8 +54,8 @@ TEST_F(RespoolKernel, CommandsWriteTheKernelAndTheListingShowsThem) {
       {"-j deactivate dvs0", 0, "", ""},
       {"-k '' dvs0", 0, "", ""},
       {"-l dvs0", 0,
-       head + "\t\tcom.corvane.common.respools.list:\n\t\t\t<none>\n\t\t\tpropType = CONFIG \n" +
-           SCHED_OFF + HOST_LIST + YELLOW + NewPort("7") + CFG,
+       head + Decoded("com.corvane.common.respools.list:", "\t\t\t<none>\n") + SCHED_OFF +
+           HOST_LIST + YELLOW + NewPort("7") + CFG,
        ""},
   });
   ExpectUsage("-K gold:1:2:3:4 dvs0", "port name not specified.\n", Kernel());

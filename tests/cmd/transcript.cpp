@@ -164,6 +164,10 @@ std::string Text(const std::string &key, const std::string &value, const std::st
   return "\t\t" + key + " = " + value + " , \tpropType = " + flags + "\n";
 }
 
+std::string Decoded(const std::string &head, const std::string &body, const std::string &flags) {
+  return "\t\t" + head + "\n" + body + "\t\t\tpropType = " + flags + "\n";
+}
+
 std::string Hex(const std::string &key, const std::string &dump, const std::string &flags) {
   return "\t\t" + key + " = " + dump + "\n\t\t\tpropType = " + flags + "\n";
 }

@@ -97,6 +97,9 @@ inline const std::string HOST_LIST = "\thost properties:\n";
 /* A property shown as a text. */
 std::string Text(const std::string &key, const std::string &value,
                  const std::string &flags = "CONFIG ");
+/* A property that the listing decodes: its head line, its lines and its flags line. */
+std::string Decoded(const std::string &head, const std::string &body,
+                    const std::string &flags = "CONFIG ");
 /* A property shown as a hex dump (dump: the bytes as printed, "0x 1. 0 <repeats 3 times>"). */
 std::string Hex(const std::string &key, const std::string &dump,
                 const std::string &flags = "CONFIG ");

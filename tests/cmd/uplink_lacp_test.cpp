@@ -29,7 +29,7 @@ const std::string EXTRA = "com.corvane.common.host.lacp.extraconfig";
 
 /* An uplink list as the listing shows it. */
 std::string List(const std::string &key, const std::string &names) {
-  return "\t\t" + key + ":\n\t\t\t" + names + "\n\t\t\tpropType = CONFIG \n";
+  return Decoded(key + ":", "\t\t\t" + names + "\n");
 }
 
 /* A port made by -U or --setLACP: a new etherswitch port with the uplink VLAN policy. */
@@ -53,10 +53,6 @@ std::string Lag(const std::string &name, const std::string &key, const std::stri
   return "\t\t\tlag name:\t\t\t" + name + "\n\t\t\tlag key:\t\t\t" + key + "\n\t\t\tmode:\t\t\t\t" +
          mode + "\n\t\t\tload balance policy:\t\t" + policy + "\n\t\t\tlag port number:\t\t" +
          std::to_string(ports) + "\n\n";
-}
-
-std::string LacpTable(const std::string &lags) {
-  return "\t\t" + LACP + ":\n" + lags + "\t\t\tpropType = CONFIG \n";
 }
 
 const std::string EXTRA_LAG1 =
@@ -174,8 +170,8 @@ TEST_F(UplinkKernelMode, LacpGroupsFollowTheStoredTable) {
       {"--setLACP 'v2*lag1;1;2;1;3;*lag2;22;1;2;20;' dvs0", 0, "", ""},
       {"--cmdExec portcount dvs0", 0, "4\n", ""},
       Read(LACP, "globalPropList",
-           LacpTable(Lag("lag1", "1", "active", "Src and dst mac", 2) +
-                     Lag("lag2", "22", "passive", "Src portID", 1))),
+           Decoded(LACP + ":", Lag("lag1", "1", "active", "Src and dst mac", 2) +
+                                   Lag("lag2", "22", "passive", "Src portID", 1))),
       Read(GLOBAL_LIST, "globalPropList", List(GLOBAL_LIST, "lag1-0, lag1-1, lag2-0")),
       Read(HOST_UPLINKS, "hostPropList", List(HOST_UPLINKS, "lag1-0, lag1-1, lag2-0")),
       /* The same table again changes no port. */
@@ -208,7 +204,8 @@ TEST_F(UplinkKernelMode, LacpGroupsFollowTheStoredTable) {
       {"--setLACP 'v2*lag1;1;0;1;3;' dvs0", 1, "",
        portRemove + "Failed to create lag ports: 0xbad0001\n" + OP_FAILED + "0xbad0001\n"},
       {"--setLACP 'v2*' dvs0", 1, "", portRemove + OP_FAILED + "0xbad0001\n"},
-      Read(LACP, "globalPropList", LacpTable(Lag("lag1", "1", "passive", "Src and dst mac", 1))),
+      Read(LACP, "globalPropList",
+           Decoded(LACP + ":", Lag("lag1", "1", "passive", "Src and dst mac", 1))),
       {"--setLACP 'V2*' dvs0", 0, "", ""},
       {"--cmdExec portcount dvs0", 0, "1\n", ""},
       {"-r " + LACP + " -p globalPropList dvs0", 3, "",
@@ -244,14 +241,14 @@ TEST_F(UplinkKernelMode, FileModeBesideARunningKernel) {
       {"-f $F --setLACP 'v2*lag1;1;2;1;3;' dvs0", 0, "", ""},
       {"-f $F -l", 0,
        Switch(DVS0_ID, "dvs0", "etherswitch") + List(GLOBAL_LIST, "lag1-0, lag1-1") +
-           LacpTable(Lag("lag1", "1", "active", "Src and dst mac", 2)) + HOST_LIST +
+           Decoded(LACP + ":", Lag("lag1", "1", "active", "Src and dst mac", 2)) + HOST_LIST +
            List(HOST_UPLINKS, "lag1-0, lag1-1") + UplinkPort("lag1-0") + UplinkPort("lag1-1"),
        ""},
       /* The kernel does not know the switch: the file's port goes, its lists stay. */
       {"-f $F -X -p lag1-1 dvs0", 0, "", ""},
       {"-f $F -l", 0,
        Switch(DVS0_ID, "dvs0", "etherswitch") + List(GLOBAL_LIST, "lag1-0, lag1-1") +
-           LacpTable(Lag("lag1", "1", "active", "Src and dst mac", 2)) + HOST_LIST +
+           Decoded(LACP + ":", Lag("lag1", "1", "active", "Src and dst mac", 2)) + HOST_LIST +
            List(HOST_UPLINKS, "lag1-0, lag1-1") + UplinkPort("lag1-0"),
        ""},
   });

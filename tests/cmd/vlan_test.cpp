@@ -27,12 +27,6 @@ const std::string PVLAN_MAP_OUT =
     "pvlan map entry: primary=100, secondary=102, type=3\n"
     "pvlan map entry: primary=100, secondary=100, type=1\n";
 
-/* A property printed as its header line, the given lines and the propType line. */
-std::string Block(const std::string &head, const std::string &lines,
-                  const std::string &flags = "CONFIG ") {
-  return "\t\t" + head + "\n" + lines + "\t\t\tpropType = " + flags + "\n";
-}
-
 /*
  * A port as -A makes it, with its VLAN policy (the last of its initial
  * properties, rewritten in place by -v) shown as policyLines.
@@ -70,14 +64,14 @@ TEST_F(VlanFile, SetsPolicyPriorityAndMapByClass) {
       {"-f $F -V 100,101,x dvs0", 255, "scanning 1 entries\nbad mapping type: x",
        NK + OP_FAILED + "0xffffffff\n"},
       {"-f $F -l", 0,
-       Switch(DVS0_ID, "dvs0") + Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
+       Switch(DVS0_ID, "dvs0") + Decoded("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
            HOST_LIST +
            PortWithVlan(
                "7", VSWITCH_VLAN,
-               Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 100-200 300\n")) +
+               Decoded(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 100-200 300\n")) +
            Hex(VS_PRIORITY, "0x 5. 0 <repeats 3 times>") + Switch(DVS1_ID, "dvs1", "etherswitch") +
-           Block("com.corvane.etherswitch.pvlanMap:", "") + HOST_LIST +
-           PortWithVlan("3", ETHER_VLAN, Block(ETHER_VLAN + " = PVLAN 20", "")) +
+           Decoded("com.corvane.etherswitch.pvlanMap:", "") + HOST_LIST +
+           PortWithVlan("3", ETHER_VLAN, Decoded(ETHER_VLAN + " = PVLAN 20", "")) +
            Hex("com.corvane.etherswitch.port.priority", "0x 2. 0 <repeats 3 times>"),
        ""},
   });
@@ -86,7 +80,7 @@ TEST_F(VlanFile, SetsPolicyPriorityAndMapByClass) {
 class VlanKernel : public transcript::KernelTest {};
 
 TEST_F(VlanKernel, WritesTheKernelListsTheVolatileVlanAndReportsFailedWrites) {
-  const std::string guest = Block(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n");
+  const std::string guest = Decoded(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n");
   CheckKernel({
       {"-a dvs0", 0, "", ""},
       {"-A -p 7 dvs0", 0, "", ""},
@@ -101,10 +95,10 @@ TEST_F(VlanKernel, WritesTheKernelListsTheVolatileVlanAndReportsFailedWrites) {
       "set-prop dvs0 7 com.corvane.common.port.volatile.vlan u16:12,u16:2,u16:5,u16:5,u16:6,u16:8");
   CheckKernel({
       {"-l dvs0", 0,
-       Switch(DVS0_ID, "dvs0") + Block("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
+       Switch(DVS0_ID, "dvs0") + Decoded("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
            HOST_LIST + PortWithVlan("7", VSWITCH_VLAN, guest) +
-           Block("com.corvane.common.port.volatile.vlan = VLAN 12", "\t\t\tranges = 5 6-8\n",
-                 "RUNTIME VOLATILE "),
+           Decoded("com.corvane.common.port.volatile.vlan = VLAN 12", "\t\t\tranges = 5 6-8\n",
+                   "RUNTIME VOLATILE "),
        ""},
   });
 
@@ -112,7 +106,7 @@ TEST_F(VlanKernel, WritesTheKernelListsTheVolatileVlanAndReportsFailedWrites) {
   CtlOk("fail PortDataSet 0xbad0017 1");
   CheckKernel({
       {"-v '30;4' -p 7 dvs0", 0, "", ""},
-      {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0, Block(VSWITCH_VLAN + " = VLAN 30", ""), ""},
+      {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0, Decoded(VSWITCH_VLAN + " = VLAN 30", ""), ""},
       {"-r " + VS_PRIORITY + " -p 7 dvs0", 3, "",
        "Failed to get port data: Not found\n" + OP_FAILED + "0xbad0003\n"},
   });
