@@ -150,6 +150,7 @@ TEST_F(FileMode, MissingTargetsAndKeys) {
       {"-f $F -s k=1 -p 8 dvs0", 3, "", setFailed},
       {"-f $F -s k=1 -p GlobalPropList dvs0", 3, "", setFailed},
       {"-f $F -u k -p 7 dvs0", 3, "", Failed("0xbad0003")},
+      {"-f $F -u k -p globalPropList dvs0", 3, "", Failed("0xbad0003")},
       {"-f $F -u k -p 8 dvs0", 3, "", Failed("0xbad0003")},
       {"-f $F -D -p 8 dvs0", 3, "", Failed("0xbad0003")},
       {"-f $F -A -p 7 dvs0", 4, "", Failed("0xbad0004")},
