@@ -1,0 +1,271 @@
+/*
+ * args_fuzz.cpp --
+ *
+ *    Every text that the tool reads from its command line: the family
+ *    syntaxes (-v, -V, -m, --setLACP, --configLAG, -b, -N, -o, -F, -k,
+ *    -K, -z, -j, -H, -L), the VLAN range parser, -M, -s, -u, -B,
+ *    --nopersist and --vlan. Each runs through its command handler in
+ *    file mode on the baseline configuration where the handler does not
+ *    end the process, else through the parser that the handler calls;
+ *    what was written is then listed, so the printers see every value a
+ *    parser can build.
+ *
+ *    Input: byte 0 chooses the row of argTable, byte 1 the switch (bits
+ *    0-1), the -p target (bits 2-4) and one flag of the row (bit 5); the
+ *    rest, up to a NUL, is the argument text.
+ */
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "brakk.h"
+#include "common.h"
+#include "listing/listing.h"
+#include "props/healthcheck.h"
+#include "props/ipfix.h"
+#include "props/lacp.h"
+#include "props/lag.h"
+#include "props/mirror.h"
+#include "props/overlay.h"
+#include "props/portpolicy.h"
+#include "props/respool.h"
+#include "props/shaping.h"
+#include "props/uplink.h"
+#include "props/vlan.h"
+#include "state/config.h"
+#include "state/dvslib.h"
+#include "switch_cmds.h"
+#include "uplink_cmds.h"
+
+namespace {
+
+std::vector<uint8_t> g_baseline;
+
+/* What one row gets: the context of a file-mode command, its record, the text and the row's flag.
+ */
+struct ArgCase {
+  const CommandContext &ctx;
+  Invocation &inv;
+  const char *text;
+  bool flag;
+};
+
+typedef ZOR_ReturnStatus (*ArgRunner)(ArgCase &c);
+
+ZOR_ReturnStatus RunVlan(ArgCase &c) {
+  c.inv.vlanSpec = c.text;
+  return Cmd_SetVlan(c.ctx);
+}
+
+ZOR_ReturnStatus RunPvlan(ArgCase &c) {
+  c.inv.pvlanSpec = c.text;
+  return Cmd_SetPvlanMap(c.ctx);
+}
+
+ZOR_ReturnStatus RunMirror(ArgCase &c) {
+  c.inv.mirrorSpec = c.text;
+  return Cmd_SetMirror(c.ctx);
+}
+
+/* --setLACP reads the kernel's table before parsing, so its parser is driven directly. */
+ZOR_ReturnStatus RunLacp(ArgCase &c) {
+  const char *lags = strncmp(c.text, "v2", 2) == 0 ? c.text + 2 : c.text;
+  uint32_t lagCount = 0;
+  ZOR_ReturnStatus status = ValidateLagConfig(c.ctx.state, c.ctx.sw, lags, 5, &lagCount);
+  if (status != ZOR_OK) return status;
+  std::vector<uint8_t> table;
+  status = LacpGroupTable_Parse(lags, lagCount, table);
+  if (status == ZOR_OK) {
+    Prop_PrintLacpGroups("com.corvane.etherswitch.lacp", table.data(),
+                         static_cast<uint32_t>(table.size()), PROP_CONFIG);
+  }
+  return status;
+}
+
+/* --configLAG merges into the kernel's value; the merge and the encoding are driven directly. */
+ZOR_ReturnStatus RunConfigLag(ArgCase &c) {
+  uint32_t lagCount = 0;
+  ZOR_ReturnStatus status = ValidateLagConfig(c.ctx.state, c.ctx.sw, c.text, 3, &lagCount);
+  if (status != ZOR_OK) return status;
+  std::vector<LagConfigEntry> entries;
+  status = LagExtraConfig_Merge(c.text + 1, lagCount, entries);
+  if (status != ZOR_OK) return status;
+  const ByteWriter value = LagExtraConfig_Encode(entries);
+  std::vector<LagConfigEntry> decoded;
+  if (LagExtraConfig_Decode(value.Data(), value.Length(), decoded) != ZOR_OK ||
+      decoded.size() != entries.size()) {
+    fuzz::Fail("a LAG configuration does not decode to what was encoded");
+  }
+  Prop_PrintLagExtraConfig("com.corvane.common.host.lacp.extraconfig", value.Data(), value.Length(),
+                           PROP_CONFIG);
+  return status;
+}
+
+ZOR_ReturnStatus RunShaping(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_SetShaping(c.ctx);
+}
+
+ZOR_ReturnStatus RunIpfix(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_SetIpfix(c.ctx);
+}
+
+ZOR_ReturnStatus RunOverlay(ArgCase &c) {
+  c.inv.overlaySpec = c.text;
+  return Cmd_SetOverlay(c.ctx);
+}
+
+ZOR_ReturnStatus RunDvfilter(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_SetDvfilter(c.ctx);
+}
+
+/* The resource pool commands write to the kernel (absent here) once their text has parsed. */
+ZOR_ReturnStatus RunRespool(ArgCase &c, CommandHandler handler) {
+  c.inv.commandArg = c.text;
+  return handler(c.ctx);
+}
+ZOR_ReturnStatus RunRespoolList(ArgCase &c) {
+  return RunRespool(c, Cmd_SetRespoolList);
+}
+ZOR_ReturnStatus RunRespoolConfig(ArgCase &c) {
+  return RunRespool(c, Cmd_SetRespoolConfig);
+}
+ZOR_ReturnStatus RunRespoolAssoc(ArgCase &c) {
+  return RunRespool(c, Cmd_SetRespoolAssociation);
+}
+ZOR_ReturnStatus RunRespoolSched(ArgCase &c) {
+  return RunRespool(c, Cmd_SetRespoolScheduling);
+}
+ZOR_ReturnStatus RunHostStatus(ArgCase &c) {
+  return RunRespool(c, Cmd_SetHostStatus);
+}
+
+/* -L prints usage when the list does not build, so the builder is driven directly. */
+ZOR_ReturnStatus RunTeaming(ArgCase &c) {
+  const std::optional<ByteWriter> policy = TeamingPolicy_Build(c.text, 3, c.flag);
+  if (!policy) return ZOR_BAD_PARAM;
+  Prop_PrintTeamingPolicy("com.corvane.etherswitch.port.teaming", policy->Data(), policy->Length(),
+                          PROP_CONFIG);
+  return ZOR_OK;
+}
+
+/* --vlanMTUChkParam and --qeltVLMChkParam: the range text, then the command that writes it. */
+ZOR_ReturnStatus RunVlanRanges(ArgCase &c) {
+  if (VlanBitmap_Parse(c.text, c.inv.vlanRangeParam) != 0) return ZOR_BAD_PARAM;
+  return c.flag ? Cmd_QeltVlmChkParam(c.ctx) : Cmd_VlanMtuChkParam(c.ctx);
+}
+
+ZOR_ReturnStatus RunLinkStatus(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_SetLinkStatus(c.ctx);
+}
+
+ZOR_ReturnStatus RunSetProp(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_SetProp(c.ctx);
+}
+
+ZOR_ReturnStatus RunUnsetProp(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_UnsetProp(c.ctx);
+}
+
+/* -B takes its flags with strtol base 0. */
+ZOR_ReturnStatus RunCdp(ArgCase &c) {
+  c.inv.cdpFlags = static_cast<int32_t>(strtol(c.text, nullptr, 0));
+  return Cmd_SetCdp(c.ctx);
+}
+
+ZOR_ReturnStatus RunNoPersist(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_NoPersist(c.ctx);
+}
+
+ZOR_ReturnStatus RunUplinkVlan(ArgCase &c) {
+  c.inv.commandArg = c.text;
+  return Cmd_UplinkVlan(c.ctx);
+}
+
+struct ArgRow {
+  const char *option;
+  ArgRunner run;
+  /* The front end checks for -p before this command runs (or the command prints usage without). */
+  bool needsPort;
+};
+
+// clang-format off
+const ArgRow argTable[] = {
+  {"-v",              RunVlan,          true},
+  {"-V",              RunPvlan,         false},
+  {"-m",              RunMirror,        false},
+  {"--setLACP",       RunLacp,          false},
+  {"--configLAG",     RunConfigLag,     false},
+  {"-b",              RunShaping,       true},
+  {"-N",              RunIpfix,         false},
+  {"-o",              RunOverlay,       true},
+  {"-F",              RunDvfilter,      true},
+  {"-k",              RunRespoolList,   false},
+  {"-K",              RunRespoolConfig, true},
+  {"-z",              RunRespoolAssoc,  true},
+  {"-j",              RunRespoolSched,  false},
+  {"-H",              RunHostStatus,    false},
+  {"-L",              RunTeaming,       false},
+  {"--vlanMTUChkParam",RunVlanRanges,    false},
+  {"-M",              RunLinkStatus,    true},
+  {"-s",              RunSetProp,       true},
+  {"-u",              RunUnsetProp,     true},
+  {"-B",              RunCdp,           false},
+  {"--nopersist",     RunNoPersist,     false},
+  {"--vlan",          RunUplinkVlan,    true},
+};
+// clang-format on
+
+/* -p targets: ports of the baseline, the two lists, none, and one that does not exist. */
+const char *const targets[] = {"5", "uplink0", "globalPropList", "hostPropList", nullptr, "nope"};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+  const std::string &dir = fuzz::Setup();
+  if (!fuzz::BuildBaseline(&g_baseline)) abort();
+  static const std::string path = dir + "/config";
+  FILE *f = fopen(path.c_str(), "wb");
+  if (!f || fwrite(g_baseline.data(), 1, g_baseline.size(), f) != g_baseline.size()) abort();
+  fclose(f);
+  configFilePath = path.c_str();
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  fuzz::Input in{data, size};
+  const ArgRow &row = argTable[in.Byte() % std::size(argTable)];
+  const uint8_t options = in.Byte();
+  const fuzz::BaseSwitch &sw = fuzz::BASE_SWITCHES[(options & 3) % 3];
+  const std::string text = in.Text();
+
+  DVSState_ConfigReset();
+  if (DVSState_ConfigDeserialize(g_baseline.data(), static_cast<uint32_t>(g_baseline.size())) !=
+      0) {
+    abort();
+  }
+  Invocation inv;
+  inv.portName = targets[((options >> 2) & 7) % std::size(targets)];
+  if (row.needsPort && inv.portName == nullptr) inv.portName = "5";
+  teamingFlag = (options & 0x20) != 0;
+  const CommandContext ctx = {sw.id, static_cast<SwitchClass>(&sw - fuzz::BASE_SWITCHES), inv,
+                              CONFIG_STATE_OPS};
+  ArgCase c = {ctx, inv, text.c_str(), (options & 0x20) != 0};
+  if (row.run(c) == ZOR_OK) {
+    /* What the command wrote, through the printers. */
+    DVSSwitch *h = DVSState_SwitchFind(sw.id);
+    if (h) List_Switch(h, const_cast<char *>(sw.id));
+  }
+  fflush(stdout);
+  return 0;
+}
