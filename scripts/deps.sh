@@ -3,7 +3,9 @@
 # any of them is missing. Safe to run again: it installs nothing when all
 # are present.
 set -euo pipefail
-pkgs=(cmake ninja-build g++ dpkg-dev googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2)
+# clang and libclang-rt-dev (libFuzzer and the sanitizer runtimes) build the fuzz targets.
+pkgs=(cmake ninja-build g++ dpkg-dev googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2
+      clang libclang-rt-dev)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -2,7 +2,8 @@
 # Builds brakk twice, once as a Release build and once with AddressSanitizer
 # and UndefinedBehaviorSanitizer, runs every test in both builds, and checks
 # that the Release build installs its programs and that its Debian package
-# installs and removes cleanly. Warnings are errors here.
+# installs and removes cleanly, and gives every fuzz target a short round.
+# Warnings are errors here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
@@ -32,3 +33,7 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRAKK_SANITIZE=ON \
 ninja -C build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs"
+
+# A short round of every fuzz target (scripts/fuzz.sh; about three minutes of
+# fuzzing after its build); any crash or sanitizer report fails the run.
+BRAKK_FUZZ_JOBS="$jobs" scripts/fuzz.sh 30
