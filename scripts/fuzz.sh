@@ -10,7 +10,8 @@
 #   SECONDS_PER_TARGET  default 30
 #   TARGET              default every target
 # Environment: BRAKK_FUZZ_BUILD (build directory, default build-fuzz),
-#   BRAKK_FUZZ_JOBS (build jobs, default nproc), BRAKK_FUZZ_NICE (default 19).
+#   BRAKK_FUZZ_JOBS (build jobs, default nproc), BRAKK_FUZZ_NICE (default 19),
+#   BRAKK_FUZZ_RUNS (stop a target after this many executions, default no limit).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-30}
@@ -20,6 +21,7 @@ targets=("$@")
 build=${BRAKK_FUZZ_BUILD:-build-fuzz}
 jobs=${BRAKK_FUZZ_JOBS:-$(nproc)}
 niceness=${BRAKK_FUZZ_NICE:-19}
+runs=${BRAKK_FUZZ_RUNS:--1}
 
 if [ ! -f "$build/CMakeCache.txt" ]; then
   CC=clang CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -37,15 +39,18 @@ failed=0
 for t in "${targets[@]}"; do
   mkdir -p "$work/$t"
   log="$work/$t.log"
+  start=$SECONDS
   # New inputs go to a scratch corpus; the seeds in the repository are only read.
   # -close_fd_mask=2 silences the code's own error messages; sanitizer reports still show.
   if ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
     nice -n "$niceness" "$build/fuzz/$t" "$work/$t" "fuzz/corpus/$t" \
-    -max_total_time="$seconds" -timeout=30 -rss_limit_mb=4096 -close_fd_mask=2 \
+    -max_total_time="$seconds" -runs="$runs" -timeout=30 -rss_limit_mb=4096 -close_fd_mask=2 \
     -print_final_stats=1 -artifact_prefix="$artifacts/$t-" >"$log" 2>&1; then
-    runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+    execs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
     cov=$(grep -o 'cov: [0-9]* ft: [0-9]*' "$log" | tail -1)
-    printf '%-12s ok: %s executions, %s\n' "$t" "$runs" "$cov"
+    corpus=$(find "$work/$t" -type f | wc -l)
+    printf '%-12s ok: %s executions in %d s, %s, %s new inputs\n' \
+      "$t" "$execs" $((SECONDS - start)) "$cov" "$corpus"
     passed=$((passed + 1))
   else
     failed=$((failed + 1))
