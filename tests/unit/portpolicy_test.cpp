@@ -126,9 +126,8 @@ TEST(Dvfilter, FiltersWithTheirParametersBackToBack) {
 
   ByteWriter cut(0);
   Quietly([&] {
-    ASSERT_EQ(Dvfilter_Build(("1," + std::string(60, 'n') + ",OPEN,7:" + std::string(300, 'v'))
-                                 .c_str(),
-                             cut),
+    ASSERT_EQ(Dvfilter_Build(
+                  ("1," + std::string(60, 'n') + ",OPEN,7:" + std::string(300, 'v')).c_str(), cut),
               ZOR_OK);
   });
   const Bytes got = Of(cut);
@@ -181,8 +180,7 @@ TEST(PortPolicyParsers, HostileTextsAreRefusedOrReadWithinTheirBounds) {
       }
       ByteWriter filter(0);
       const ZOR_ReturnStatus f = Dvfilter_Build(t, filter);
-      EXPECT_TRUE(f == ZOR_OK || f == static_cast<ZOR_ReturnStatus>(DVFILTER_PARSE_FAILED))
-          << text;
+      EXPECT_TRUE(f == ZOR_OK || f == static_cast<ZOR_ReturnStatus>(DVFILTER_PARSE_FAILED)) << text;
     });
   }
 }

@@ -75,8 +75,8 @@ bool ReadOverlayPairs(const char *text, std::vector<OverlayPair> &pairs) {
       return false;
     }
     const std::string depthText(*depth);
-    pairs.push_back({static_cast<uint32_t>(strtol(depthText.c_str(), nullptr, 10)),
-                     std::string(*value)});
+    pairs.push_back(
+        {static_cast<uint32_t>(strtol(depthText.c_str(), nullptr, 10)), std::string(*value)});
   }
 }
 
@@ -121,8 +121,8 @@ ZOR_ReturnStatus SetInstances(const CommandContext &ctx, const ByteWriter &value
     printf("failed to set instance");
     return status;
   }
-  const ZOR_ReturnStatus status = ctx.state.globalSet(ctx.sw, OVERLAY_KEY_INSTANCES, value.Data(),
-                                                      value.Length(), PROP_CONFIG);
+  const ZOR_ReturnStatus status =
+      ctx.state.globalSet(ctx.sw, OVERLAY_KEY_INSTANCES, value.Data(), value.Length(), PROP_CONFIG);
   if (status != ZOR_OK) printf("failed to set instance");
   return status;
 }
@@ -189,8 +189,8 @@ bool ReadFilter(std::string_view text, DvfilterSlot &slot) {
       fprintf(stderr, "Malformed DVFilter parameter");
       return false;
     }
-    slot.params.push_back({DecimalOf(fields[i].substr(0, colon)),
-                           std::string(fields[i].substr(colon + 1))});
+    slot.params.push_back(
+        {DecimalOf(fields[i].substr(0, colon)), std::string(fields[i].substr(colon + 1))});
   }
   if (slot.slot > DVFILTER_MAX_SLOT) {
     fprintf(stderr, "Invalid DVFilter slot selected");
@@ -234,8 +234,8 @@ ZOR_ReturnStatus Cmd_SetOverlay(const CommandContext &ctx) {
   const ZOR_ReturnStatus built = Overlay_Build(ctx.inv.overlaySpec, instanceForm, value);
   if (built != ZOR_OK) return built;
   if (instanceForm) return SetInstances(ctx, value);
-  const ZOR_ReturnStatus status =
-      ctx.state.portSet(ctx.sw, target, OVERLAY_KEY_PORT, value.Data(), value.Length(), PROP_CONFIG);
+  const ZOR_ReturnStatus status = ctx.state.portSet(ctx.sw, target, OVERLAY_KEY_PORT, value.Data(),
+                                                    value.Length(), PROP_CONFIG);
   if (status != ZOR_OK) printf("failed to set port params");
   return status;
 }
@@ -250,7 +250,8 @@ ZOR_ReturnStatus Dvfilter_Build(const char *text, ByteWriter &value) {
     for (;;) {
       filterCount++;
       const size_t end = all.find(';', start);
-      const std::string_view part = all.substr(start, end == std::string_view::npos ? end : end - start);
+      const std::string_view part =
+          all.substr(start, end == std::string_view::npos ? end : end - start);
       size_t commas = 0;
       for (char c : part) commas += c == ',' ? 1 : 0;
       if (commas > 2) paramCount += commas - 2;
@@ -356,7 +357,8 @@ void Prop_PrintDvfilter(const char *key, const void *value, uint32_t length, int
     return;
   }
   printf(" (num = %u):\n", *count);
-  /* Records lie back to back, each filter followed by its parameters; a count never reads past the value. */
+  /* Records lie back to back, each filter followed by its parameters; a count never reads past the
+   * value. */
   size_t offset = DVFILTER_HEADER_LEN;
   for (uint32_t i = 0; i < *count; i++) {
     if (!r.Has(offset, DVFILTER_SLOT_LEN)) return;

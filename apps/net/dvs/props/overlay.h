@@ -122,8 +122,7 @@ ZOR_ReturnStatus Dvfilter_Build(const char *text, ByteWriter &value);
 ZOR_ReturnStatus Cmd_SetDvfilter(const CommandContext &ctx);
 
 /* Printer of the instance list: " name(depth)" for each on the key's line. */
-void Prop_PrintOverlayInstances(const char *key, const void *value, uint32_t length,
-                                int32_t flags);
+void Prop_PrintOverlayInstances(const char *key, const void *value, uint32_t length, int32_t flags);
 /* Printer of the port parameters: "0xvalue@depth " for each on the key's line. */
 void Prop_PrintPortOverlay(const char *key, const void *value, uint32_t length, int32_t flags);
 /* Printer of the DVFilter list: a line per filter and per parameter, then the flags. */

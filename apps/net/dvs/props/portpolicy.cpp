@@ -36,9 +36,9 @@ const struct {
   uint32_t bit;
   const char *word;
 } extraFrpWords[] = {
-    {EXTRA_FRP_UNICAST, "  UNICAST"},     {EXTRA_FRP_MULTICAST, "  MULTICAST"},
-    {EXTRA_FRP_ALLMULTI, "  ALLMULTI"},   {EXTRA_FRP_BROADCAST, "  BROADCAST"},
-    {EXTRA_FRP_PROMISC, "  PROMISC"},     {EXTRA_FRP_USE_LADRF, "  USE_LADRF"},
+    {EXTRA_FRP_UNICAST, "  UNICAST"},   {EXTRA_FRP_MULTICAST, "  MULTICAST"},
+    {EXTRA_FRP_ALLMULTI, "  ALLMULTI"}, {EXTRA_FRP_BROADCAST, "  BROADCAST"},
+    {EXTRA_FRP_PROMISC, "  PROMISC"},   {EXTRA_FRP_USE_LADRF, "  USE_LADRF"},
     {EXTRA_FRP_SINK, "  SINK"},
 };
 
@@ -103,8 +103,7 @@ void Prop_PrintSecurity(const char *key, const void *value, uint32_t length, int
   PrintFlagsLine(flags);
 }
 
-void Prop_PrintMacManagement(const char *key, const void *value, uint32_t length,
-                             int32_t flags) {
+void Prop_PrintMacManagement(const char *key, const void *value, uint32_t length, int32_t flags) {
   static const struct {
     size_t offset;
     const char *format;

@@ -41,10 +41,10 @@ ByteWriter BuildShaper(const ShaperGroup &group) {
 ZOR_ReturnStatus Shaper_Parse(const char *text, ShaperGroup groups[SHAPER_GROUPS]) {
   int enable[SHAPER_GROUPS] = {};
   unsigned long numbers[SHAPER_GROUPS][3] = {};
-  const int read = sscanf(text, "%d,%lu,%lu,%lu,%d,%lu,%lu,%lu,%d,%lu,%lu,%lu", &enable[0],
-                          &numbers[0][0], &numbers[0][1], &numbers[0][2], &enable[1],
-                          &numbers[1][0], &numbers[1][1], &numbers[1][2], &enable[2],
-                          &numbers[2][0], &numbers[2][1], &numbers[2][2]);
+  const int read =
+      sscanf(text, "%d,%lu,%lu,%lu,%d,%lu,%lu,%lu,%d,%lu,%lu,%lu", &enable[0], &numbers[0][0],
+             &numbers[0][1], &numbers[0][2], &enable[1], &numbers[1][0], &numbers[1][1],
+             &numbers[1][2], &enable[2], &numbers[2][0], &numbers[2][1], &numbers[2][2]);
   if (read != 4 * SHAPER_GROUPS) {
     fprintf(stderr, "Wrong parameters for traffic shaping\n");
     return ZOR_BAD_PARAM;
