@@ -3,9 +3,10 @@
 # any of them is missing. Safe to run again: it installs nothing when all
 # are present.
 set -euo pipefail
-# clang and libclang-rt-dev (libFuzzer and the sanitizer runtimes) build the fuzz targets.
+# clang and libclang-rt-dev (libFuzzer and the sanitizer runtimes) build the fuzz targets;
+# clang-format checks the code's layout.
 pkgs=(cmake ninja-build g++ dpkg-dev googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2
-      clang libclang-rt-dev)
+      clang libclang-rt-dev clang-format)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
-# Builds brakk twice, once as a Release build and once with AddressSanitizer
-# and UndefinedBehaviorSanitizer, runs every test in both builds, and checks
-# that the Release build installs its programs and that its Debian package
-# installs and removes cleanly, and gives every fuzz target a short round.
-# Warnings are errors here.
+# Checks that the code follows .clang-format, builds brakk twice, once as a
+# Release build and once with AddressSanitizer and UndefinedBehaviorSanitizer,
+# runs every test in both builds, checks that the Release build installs its
+# programs and that its Debian package installs and removes cleanly, and
+# gives every fuzz target a short round. Warnings are errors here.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
 jobs=$(nproc)
+
+# The code follows .clang-format.
+find apps platform zorcored tests fuzz bench -name '*.cpp' -o -name '*.h' |
+  xargs clang-format --dry-run --Werror
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_WERROR=ON >/dev/null
 ninja -C build -j"$jobs"
