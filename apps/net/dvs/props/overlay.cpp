@@ -210,6 +210,23 @@ void PrintFlagsLine(int32_t flags) {
   printf("\t\t\tpropType = %s\n", flagsText);
 }
 
+/*
+ * Calls each(offset) for the records of an overlay list value, in order.
+ * Returns false when the count or a record lies past the value's end (the
+ * records before it have been shown).
+ */
+template <typename Each>
+bool ForEachOverlayRecord(const ByteReader &r, size_t recordLen, Each each) {
+  const std::optional<uint32_t> count = r.U32(OVERLAY_LIST_OFF_COUNT);
+  if (!count) return false;
+  size_t offset = OVERLAY_LIST_HEADER_LEN;
+  for (uint32_t i = 0; i < *count; i++, offset += recordLen) {
+    if (!r.Has(offset, recordLen)) return false;
+    each(offset);
+  }
+  return true;
+}
+
 }  // namespace
 
 ZOR_ReturnStatus Overlay_Build(const char *text, bool instanceForm, ByteWriter &value) {
@@ -306,46 +323,26 @@ void Prop_PrintOverlayInstances(const char *key, const void *value, uint32_t len
                                 int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =", key);
-  const std::optional<uint32_t> count = r.U32(OVERLAY_LIST_OFF_COUNT);
-  if (!count) {
-    printf("\n");
-    return;
-  }
-  size_t offset = OVERLAY_LIST_HEADER_LEN;
-  for (uint32_t i = 0; i < *count; i++, offset += OVERLAY_INSTANCE_LEN) {
-    if (!r.Has(offset, OVERLAY_INSTANCE_LEN)) {
-      printf("\n");
-      return;
-    }
+  const bool whole = ForEachOverlayRecord(r, OVERLAY_INSTANCE_LEN, [&](size_t offset) {
     const uint32_t depth = *r.U32(offset + OVERLAY_INSTANCE_OFF_DEPTH);
     const std::string_view name =
         *r.Text(offset + OVERLAY_INSTANCE_OFF_CLASS, OVERLAY_CLASS_NAME_LEN);
     printf(" %.*s(%u)", Width(name), name.data(), depth);
-  }
+  });
   printf("\n");
-  PrintFlagsLine(flags);
+  if (whole) PrintFlagsLine(flags);
 }
 
 void Prop_PrintPortOverlay(const char *key, const void *value, uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =", key);
-  const std::optional<uint32_t> count = r.U32(OVERLAY_LIST_OFF_COUNT);
-  if (!count) {
-    printf("\n");
-    return;
-  }
-  size_t offset = OVERLAY_LIST_HEADER_LEN;
-  for (uint32_t i = 0; i < *count; i++, offset += OVERLAY_PARAM_LEN) {
-    if (!r.Has(offset, OVERLAY_PARAM_LEN)) {
-      printf("\n");
-      return;
-    }
+  const bool whole = ForEachOverlayRecord(r, OVERLAY_PARAM_LEN, [&](size_t offset) {
     const uint32_t depth = *r.U32(offset + OVERLAY_PARAM_OFF_DEPTH);
     const uint64_t number = *r.U64(offset + OVERLAY_PARAM_OFF_VALUE);
     printf("0x%0" PRIx64 "@%u ", number, depth);
-  }
+  });
   printf("\n");
-  PrintFlagsLine(flags);
+  if (whole) PrintFlagsLine(flags);
 }
 
 void Prop_PrintDvfilter(const char *key, const void *value, uint32_t length, int32_t flags) {
