@@ -766,33 +766,34 @@ ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, const char *switchId,
   const bool wide = version >= MIRROR_WIDE_VERSION;
 
   /* The version prefix. */
-  const std::string_view spec = text != nullptr ? text : "";
-  if (spec.size() < PREFIX_LEN) {
+  const std::string_view sessionText = text != nullptr ? text : "";
+  if (sessionText.size() < PREFIX_LEN) {
     fprintf(stderr, "DVMirror version is required: \"v1*\" or \"v2*\".\n");
     return ZOR_BAD_PARAM;
   }
-  if (spec[2] != '*') {
+  if (sessionText[2] != '*') {
     fprintf(stderr, "The first two chars should be DVMirror version: v1 or v2.\n");
     return ZOR_BAD_PARAM;
   }
   uint32_t formatVersion = 0;
   size_t fieldCount = 0;
-  if (spec[0] == 'v' && spec[1] == '2') {
+  if (sessionText[0] == 'v' && sessionText[1] == '2') {
     formatVersion = 2;
     fieldCount = V2_FIELDS;
-  } else if (spec[0] == 'v' && spec[1] == '3') {
+  } else if (sessionText[0] == 'v' && sessionText[1] == '3') {
     formatVersion = 3;
     fieldCount = V3_FIELDS;
   } else {
-    fprintf(stderr, "Unsupported DVMirror session version %.2s\n", spec.data());
+    fprintf(stderr, "Unsupported DVMirror session version %.2s\n", sessionText.data());
     return ZOR_BAD_PARAM;
   }
 
   /* Counting pass: sessions and the room their entities can need. */
-  const std::string_view body = spec.substr(PREFIX_LEN);
+  const std::string_view body = sessionText.substr(PREFIX_LEN);
   uint32_t sessions = 0;
   if (!CountSessions(body, fieldCount, &sessions)) return ZOR_BAD_PARAM;
-  const size_t commas = static_cast<size_t>(std::count(spec.begin(), spec.end(), ','));
+  const size_t commas =
+      static_cast<size_t>(std::count(sessionText.begin(), sessionText.end(), ','));
 
   std::optional<SourceTable> table;
   if (sessions > 0) {
