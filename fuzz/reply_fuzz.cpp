@@ -27,6 +27,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -59,6 +60,20 @@ struct FakeReply {
 std::mutex g_lock;
 std::vector<FakeReply> g_replies; /* what the stand-in daemon answers, in order */
 size_t g_next = 0;
+
+/*
+ * Requests that the stand-in daemon is handling. An input ends only once
+ * this is back to 0, so that the leak check after it never meets the
+ * daemon's buffers for a request it is still answering.
+ */
+std::atomic<int> g_busy{0};
+
+struct BusyRequest {
+  BusyRequest() { g_busy++; }
+  ~BusyRequest() { g_busy--; }
+  BusyRequest(const BusyRequest &) = delete;
+  BusyRequest &operator=(const BusyRequest &) = delete;
+};
 
 /* The reply for the next request, or a plain "not found" once the input's are used up. */
 FakeReply NextReply() {
@@ -125,6 +140,7 @@ void ServeConnection(int s) {
     uint8_t hdr[FRAME_HEADER_LEN];
     FrameHeader req;
     if (!RecvAll(s, hdr, sizeof(hdr)) || zor::chan::HeaderDecode(hdr, &req) != 0) break;
+    const BusyRequest busy; /* outlives the buffers below */
     std::vector<uint8_t> body(req.bodyLen);
     if (!RecvAll(s, body.data(), body.size())) break;
     const FakeReply reply = NextReply();
@@ -267,5 +283,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   DVSState_ConfigReset();
   RunClient(which, options);
   fflush(stdout);
+  for (int i = 0; g_busy.load() != 0 && i < 10000; i++) usleep(100);
   return 0;
 }
