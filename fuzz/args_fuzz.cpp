@@ -45,8 +45,7 @@ namespace {
 
 std::vector<uint8_t> g_baseline;
 
-/* What one row gets: the context of a file-mode command, its record, the text and the row's flag.
- */
+/* What one row gets: a file-mode command's context and record, the text and the row's flag. */
 struct ArgCase {
   const CommandContext &ctx;
   Invocation &inv;
@@ -56,20 +55,14 @@ struct ArgCase {
 
 typedef ZOR_ReturnStatus (*ArgRunner)(ArgCase &c);
 
-ZOR_ReturnStatus RunVlan(ArgCase &c) {
-  c.inv.vlanSpec = c.text;
-  return Cmd_SetVlan(c.ctx);
+/* A command that takes the text as it is, in the field where the front end puts it. */
+template <const char *Invocation::*Field, CommandHandler Handler>
+ZOR_ReturnStatus RunText(ArgCase &c) {
+  c.inv.*Field = c.text;
+  return Handler(c.ctx);
 }
-
-ZOR_ReturnStatus RunPvlan(ArgCase &c) {
-  c.inv.pvlanSpec = c.text;
-  return Cmd_SetPvlanMap(c.ctx);
-}
-
-ZOR_ReturnStatus RunMirror(ArgCase &c) {
-  c.inv.mirrorSpec = c.text;
-  return Cmd_SetMirror(c.ctx);
-}
+template <CommandHandler Handler>
+constexpr ArgRunner Arg = RunText<&Invocation::commandArg, Handler>;
 
 /* --setLACP reads the kernel's table before parsing, so its parser is driven directly. */
 ZOR_ReturnStatus RunLacp(ArgCase &c) {
@@ -105,47 +98,6 @@ ZOR_ReturnStatus RunConfigLag(ArgCase &c) {
   return status;
 }
 
-ZOR_ReturnStatus RunShaping(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_SetShaping(c.ctx);
-}
-
-ZOR_ReturnStatus RunIpfix(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_SetIpfix(c.ctx);
-}
-
-ZOR_ReturnStatus RunOverlay(ArgCase &c) {
-  c.inv.overlaySpec = c.text;
-  return Cmd_SetOverlay(c.ctx);
-}
-
-ZOR_ReturnStatus RunDvfilter(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_SetDvfilter(c.ctx);
-}
-
-/* The resource pool commands write to the kernel (absent here) once their text has parsed. */
-ZOR_ReturnStatus RunRespool(ArgCase &c, CommandHandler handler) {
-  c.inv.commandArg = c.text;
-  return handler(c.ctx);
-}
-ZOR_ReturnStatus RunRespoolList(ArgCase &c) {
-  return RunRespool(c, Cmd_SetRespoolList);
-}
-ZOR_ReturnStatus RunRespoolConfig(ArgCase &c) {
-  return RunRespool(c, Cmd_SetRespoolConfig);
-}
-ZOR_ReturnStatus RunRespoolAssoc(ArgCase &c) {
-  return RunRespool(c, Cmd_SetRespoolAssociation);
-}
-ZOR_ReturnStatus RunRespoolSched(ArgCase &c) {
-  return RunRespool(c, Cmd_SetRespoolScheduling);
-}
-ZOR_ReturnStatus RunHostStatus(ArgCase &c) {
-  return RunRespool(c, Cmd_SetHostStatus);
-}
-
 /* -L prints usage when the list does not build, so the builder is driven directly. */
 ZOR_ReturnStatus RunTeaming(ArgCase &c) {
   const std::optional<ByteWriter> policy = TeamingPolicy_Build(c.text, 3, c.flag);
@@ -161,35 +113,10 @@ ZOR_ReturnStatus RunVlanRanges(ArgCase &c) {
   return c.flag ? Cmd_QeltVlmChkParam(c.ctx) : Cmd_VlanMtuChkParam(c.ctx);
 }
 
-ZOR_ReturnStatus RunLinkStatus(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_SetLinkStatus(c.ctx);
-}
-
-ZOR_ReturnStatus RunSetProp(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_SetProp(c.ctx);
-}
-
-ZOR_ReturnStatus RunUnsetProp(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_UnsetProp(c.ctx);
-}
-
 /* -B takes its flags with strtol base 0. */
 ZOR_ReturnStatus RunCdp(ArgCase &c) {
   c.inv.cdpFlags = static_cast<int32_t>(strtol(c.text, nullptr, 0));
   return Cmd_SetCdp(c.ctx);
-}
-
-ZOR_ReturnStatus RunNoPersist(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_NoPersist(c.ctx);
-}
-
-ZOR_ReturnStatus RunUplinkVlan(ArgCase &c) {
-  c.inv.commandArg = c.text;
-  return Cmd_UplinkVlan(c.ctx);
 }
 
 struct ArgRow {
@@ -199,32 +126,30 @@ struct ArgRow {
   bool needsPort;
 };
 
-// clang-format off
 const ArgRow argTable[] = {
-  {"-v",              RunVlan,          true},
-  {"-V",              RunPvlan,         false},
-  {"-m",              RunMirror,        false},
-  {"--setLACP",       RunLacp,          false},
-  {"--configLAG",     RunConfigLag,     false},
-  {"-b",              RunShaping,       true},
-  {"-N",              RunIpfix,         false},
-  {"-o",              RunOverlay,       true},
-  {"-F",              RunDvfilter,      true},
-  {"-k",              RunRespoolList,   false},
-  {"-K",              RunRespoolConfig, true},
-  {"-z",              RunRespoolAssoc,  true},
-  {"-j",              RunRespoolSched,  false},
-  {"-H",              RunHostStatus,    false},
-  {"-L",              RunTeaming,       false},
-  {"--vlanMTUChkParam",RunVlanRanges,    false},
-  {"-M",              RunLinkStatus,    true},
-  {"-s",              RunSetProp,       true},
-  {"-u",              RunUnsetProp,     true},
-  {"-B",              RunCdp,           false},
-  {"--nopersist",     RunNoPersist,     false},
-  {"--vlan",          RunUplinkVlan,    true},
+    {"-v", RunText<&Invocation::vlanSpec, Cmd_SetVlan>, true},
+    {"-V", RunText<&Invocation::pvlanSpec, Cmd_SetPvlanMap>, false},
+    {"-m", RunText<&Invocation::mirrorSpec, Cmd_SetMirror>, false},
+    {"--setLACP", RunLacp, false},
+    {"--configLAG", RunConfigLag, false},
+    {"-b", Arg<Cmd_SetShaping>, true},
+    {"-N", Arg<Cmd_SetIpfix>, false},
+    {"-o", RunText<&Invocation::overlaySpec, Cmd_SetOverlay>, true},
+    {"-F", Arg<Cmd_SetDvfilter>, true},
+    {"-k", Arg<Cmd_SetRespoolList>, false},
+    {"-K", Arg<Cmd_SetRespoolConfig>, true},
+    {"-z", Arg<Cmd_SetRespoolAssociation>, true},
+    {"-j", Arg<Cmd_SetRespoolScheduling>, false},
+    {"-H", Arg<Cmd_SetHostStatus>, false},
+    {"-L", RunTeaming, false},
+    {"--vlanMTUChkParam", RunVlanRanges, false},
+    {"-M", Arg<Cmd_SetLinkStatus>, true},
+    {"-s", Arg<Cmd_SetProp>, true},
+    {"-u", Arg<Cmd_UnsetProp>, true},
+    {"-B", RunCdp, false},
+    {"--nopersist", Arg<Cmd_NoPersist>, false},
+    {"--vlan", Arg<Cmd_UplinkVlan>, true},
 };
-// clang-format on
 
 /* -p targets: ports of the baseline, the two lists, none, and one that does not exist. */
 const char *const targets[] = {"5", "uplink0", "globalPropList", "hostPropList", nullptr, "nope"};
