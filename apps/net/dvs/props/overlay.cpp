@@ -354,8 +354,10 @@ void Prop_PrintDvfilter(const char *key, const void *value, uint32_t length, int
     return;
   }
   printf(" (num = %u):\n", *count);
-  /* Records lie back to back, each filter followed by its parameters; a count never reads past the
-   * value. */
+  /*
+   * Records lie back to back, each filter followed by its parameters; a
+   * count never reads past the value.
+   */
   size_t offset = DVFILTER_HEADER_LEN;
   for (uint32_t i = 0; i < *count; i++) {
     if (!r.Has(offset, DVFILTER_SLOT_LEN)) return;
