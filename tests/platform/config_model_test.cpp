@@ -214,20 +214,6 @@ TEST(ConfigModel, RoundTripKeepsEverythingInOrder) {
   EXPECT_EQ(back.Switches().size(), 2u);
 }
 
-TEST(ConfigModel, PersistentFormLeavesOutVolatileAndNoPersist) {
-  zor::ConfigModel m;
-  BuildSample(m);
-  uint8_t one = 1;
-  DVSData *global = nullptr;
-  m.ListFor("second", 1, nullptr, &global);
-  zor::TreeSet(global, zor::NOPERSIST_KEY, &one, 1, PROP_VOLATILE);
-  std::string blob = Blob(m, true);
-  zor::ConfigModel back;
-  ASSERT_EQ(back.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
-  ASSERT_EQ(back.Switches().size(), 1u);
-  EXPECT_EQ(Names(back.Switches()[0]->global), (std::vector<std::string>{zor::ALIAS_KEY}));
-}
-
 // A loaded configuration keeps untouched lists as views of the loaded bytes;
 // edited and untouched lists must serialise side by side, also in the
 // persistent form.
