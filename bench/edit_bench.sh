@@ -45,25 +45,12 @@ bytes=$($B/bench/mkconfig "$F" 16 1024 8)
 edit=($B/apps/net/dvs/brakk -f "$F" -n -s com.corvane.common.port.speed=9000 -p 7 "$SW")
 list=($B/apps/net/dvs/brakk -f "$F" -l)
 
-t_true=$(hf true "" /bin/true)
-read -r _ _ _ read_us _ write_us < <($B/bench/floor "$F" "$RUNS")
-t_edit=$(hf edit "" "${edit[@]}")
-t_list=$(hf list "" "${list[@]}")
-m_edit=$(peak_kb "${edit[@]}")
-m_list=$(peak_kb "${list[@]}")
-
-python3 - "$bytes" "$t_true" "$read_us" "$write_us" "$t_edit" "$t_list" "$m_edit" "$m_list" <<'PY'
-import sys
-b, t_true, r_us, w_us, t_edit, t_list, m_edit, m_list = sys.argv[1:]
-b = int(b); floor = float(t_true) + float(r_us) / 1e3 + float(w_us) / 1e3
-cap = (3 * b + 4 * 2**20) / 1024
-print(f"configuration: 16 switches x 1024 ports x 8 properties, {b} bytes")
-print(f"floor: process start {float(t_true):.2f} ms + read {float(r_us)/1e3:.2f} ms"
-      f" + write/fsync/rename {float(w_us)/1e3:.2f} ms = {floor:.2f} ms")
-print(f"edit (-s, -n): {float(t_edit):.2f} ms = {float(t_edit)/floor:.2f}x floor (goal <= 3x)")
-print(f"list (-l > /dev/null): {float(t_list):.2f} ms")
-print(f"peak RSS: edit {m_edit} kB, list {m_list} kB; cap 3 x file + 4 MiB = {cap:.0f} kB")
-PY
+echo "configuration: 16 switches x 1024 ports x 8 properties, $bytes bytes"
+measure_floor "$F"
+vs_floor "edit (-s, -n)" "$(hf edit "" "${edit[@]}")" "(goal <= 3x)"
+echo "list (-l > /dev/null): $(hf list "" "${list[@]}") ms"
+echo "peak RSS: edit $(peak_kb "${edit[@]}") kB, list $(peak_kb "${list[@]}") kB;" \
+  "cap 3 x file + 4 MiB = $(((3 * bytes + 4 * 1048576) / 1024)) kB"
 
 echo "linearity (edit median ms by ports per switch):"
 for n in $SIZES; do

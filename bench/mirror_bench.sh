@@ -55,22 +55,9 @@ bytes=$(stat -c %s "$F")
 tables=$("${list[@]}" | grep -c 'port.mirrorSessions:$')
 [ "$tables" -eq 256 ] || { echo "expected 256 tables, listed $tables" >&2; exit 1; }
 
-t_true=$(hf true "" /bin/true)
-read -r _ _ _ read_us _ write_us < <($B/bench/floor "$F" "$RUNS")
-t_mirror=$(hf mirror "" "${mirror[@]}")
-t_list=$(hf list "" "${list[@]}")
-
-python3 - "$bytes_before" "$bytes" "$t_true" "$read_us" "$write_us" "$t_mirror" "$t_list0" \
-  "$t_list" <<'PY'
-import sys
-b0, b, t_true, r_us, w_us, t_m, t_l0, t_l = sys.argv[1:]
-floor = float(t_true) + float(r_us) / 1e3 + float(w_us) / 1e3
-print(f"configuration: 1 switch x 4096 ports x 8 properties, {b0} bytes; "
-      f"{b} bytes with 256 session tables")
-print(f"floor: process start {float(t_true):.2f} ms + read {float(r_us)/1e3:.2f} ms"
-      f" + write/fsync/rename {float(w_us)/1e3:.2f} ms = {floor:.2f} ms")
-print(f"-m, 64 sessions, 256 dvPorts: {float(t_m):.2f} ms = {float(t_m)/floor:.2f}x floor"
-      f" (goal <= 3x)")
-print(f"-l of the switch (> /dev/null): {float(t_l0):.2f} ms without tables,"
-      f" {float(t_l):.2f} ms with 256 tables")
-PY
+echo "configuration: 1 switch x 4096 ports x 8 properties, $bytes_before bytes;" \
+  "$bytes bytes with 256 session tables"
+measure_floor "$F"
+vs_floor "-m, 64 sessions, 256 dvPorts" "$(hf mirror "" "${mirror[@]}")" "(goal <= 3x)"
+echo "-l of the switch (> /dev/null): $t_list0 ms without tables," \
+  "$(hf list "" "${list[@]}") ms with 256 tables"

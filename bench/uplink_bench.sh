@@ -51,23 +51,9 @@ lacp=("$BRAKK" -f "$F" -n --setLACP 'v2*lag1;1;3;1;3;' "$SW")
   { echo "--setLACP did not grow lag1" >&2; exit 1; }
 
 . bench/common.sh
-t_true=$(hf true "" /bin/true)
-read -r _ _ _ read_us _ write_us < <("$B/bench/floor" "$F" "$RUNS")
-t_edit=$(hf edit "" "${edit[@]}")
-t_teaming=$(hf teaming "" "${teaming[@]}")
-t_lacp=$(hf lacp "cp $BASE $F" "${lacp[@]}")
-
-python3 - "$bytes" "$t_true" "$read_us" "$write_us" "$t_edit" "$t_teaming" "$t_lacp" <<'PY'
-import sys
-b, t_true, r_us, w_us, t_edit, t_teaming, t_lacp = sys.argv[1:]
-floor = float(t_true) + float(r_us) / 1e3 + float(w_us) / 1e3
-print(f"configuration: 16 switches x 1024 ports x 8 properties, {int(b)} bytes")
-print(f"floor: process start {float(t_true):.2f} ms + read {float(r_us)/1e3:.2f} ms"
-      f" + write/fsync/rename {float(w_us)/1e3:.2f} ms = {floor:.2f} ms")
-print(f"for comparison, -s (-n, as edit_bench.sh): {float(t_edit):.2f} ms"
-      f" = {float(t_edit)/floor:.2f}x floor")
-print(f"-L (-n, teaming on port 7): {float(t_teaming):.2f} ms = {float(t_teaming)/floor:.2f}x floor"
-      " (goal <= 3x)")
-print(f"--setLACP (-n, lag1 from 2 to 3 ports): {float(t_lacp):.2f} ms"
-      f" = {float(t_lacp)/floor:.2f}x floor (goal <= 3x)")
-PY
+echo "configuration: 16 switches x 1024 ports x 8 properties, $bytes bytes"
+measure_floor "$F"
+vs_floor "for comparison, -s (-n, as edit_bench.sh)" "$(hf edit "" "${edit[@]}")"
+vs_floor "-L (-n, teaming on port 7)" "$(hf teaming "" "${teaming[@]}")" "(goal <= 3x)"
+vs_floor "--setLACP (-n, lag1 from 2 to 3 ports)" "$(hf lacp "cp $BASE $F" "${lacp[@]}")" \
+  "(goal <= 3x)"

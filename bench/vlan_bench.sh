@@ -40,22 +40,8 @@ pvlan=("$BRAKK" -f "$F" -n -V '100,101,i;100,102,c;100,100,p' "$SW")
   { echo "-v or -V did not take" >&2; exit 1; }
 
 . bench/common.sh
-t_true=$(hf true "" /bin/true)
-read -r _ _ _ read_us _ write_us < <("$B/bench/floor" "$F" "$RUNS")
-t_edit=$(hf edit "" "${edit[@]}")
-t_vlan=$(hf vlan "" "${vlan[@]}")
-t_pvlan=$(hf pvlan "" "${pvlan[@]}")
-
-python3 - "$bytes" "$t_true" "$read_us" "$write_us" "$t_edit" "$t_vlan" "$t_pvlan" <<'PY'
-import sys
-b, t_true, r_us, w_us, t_edit, t_vlan, t_pvlan = sys.argv[1:]
-floor = float(t_true) + float(r_us) / 1e3 + float(w_us) / 1e3
-print(f"configuration: 16 switches x 1024 ports x 8 properties, {int(b)} bytes")
-print(f"floor: process start {float(t_true):.2f} ms + read {float(r_us)/1e3:.2f} ms"
-      f" + write/fsync/rename {float(w_us)/1e3:.2f} ms = {floor:.2f} ms")
-print(f"for comparison, -s (-n, as edit_bench.sh): {float(t_edit):.2f} ms"
-      f" = {float(t_edit)/floor:.2f}x floor")
-print(f"-v (-n, '10;t5;100-200,300' on port 7): {float(t_vlan):.2f} ms"
-      f" = {float(t_vlan)/floor:.2f}x floor (goal <= 3x)")
-print(f"-V (-n, three entries): {float(t_pvlan):.2f} ms = {float(t_pvlan)/floor:.2f}x floor")
-PY
+echo "configuration: 16 switches x 1024 ports x 8 properties, $bytes bytes"
+measure_floor "$F"
+vs_floor "for comparison, -s (-n, as edit_bench.sh)" "$(hf edit "" "${edit[@]}")"
+vs_floor "-v (-n, '10;t5;100-200,300' on port 7)" "$(hf vlan "" "${vlan[@]}")" "(goal <= 3x)"
+vs_floor "-V (-n, three entries)" "$(hf pvlan "" "${pvlan[@]}")"
