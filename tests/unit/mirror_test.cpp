@@ -26,20 +26,14 @@
 namespace {
 
 using printing::Bytes;
+using printing::Put;
+using printing::PutText;
 
 const char SW[] = "6d 69 72 00 00 00 00 00-00 00 00 00 00 00 00 00";
 const char ETHER_KEY[] = "com.corvane.etherswitch.port.mirrorSessions";
 const char VSWITCH_KEY[] = "com.corvane.vswitch.port.mirrorSessions";
 
 /* ---- Expected tables, from literal offsets ------------------------------ */
-
-void Put(Bytes &b, size_t at, uint64_t value, size_t width) {
-  for (size_t i = 0; i < width; i++) b.at(at + i) = static_cast<uint8_t>(value >> (8 * i));
-}
-
-void PutText(Bytes &b, size_t at, const std::string &text) {
-  memcpy(b.data() + at, text.data(), text.size());
-}
 
 struct Rec {
   std::string sid, dname;

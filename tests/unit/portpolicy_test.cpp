@@ -13,25 +13,17 @@
 #include <string>
 #include <vector>
 
+#include "printing.h"
 #include "props/ipfix.h"
 #include "props/overlay.h"
 #include "props/shaping.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-Bytes Of(const ByteWriter &w) {
-  return Bytes(w.Data(), w.Data() + w.Length());
-}
-
-void Put(Bytes &b, size_t at, uint64_t value, size_t width) {
-  for (size_t i = 0; i < width; i++) b.at(at + i) = static_cast<uint8_t>(value >> (8 * i));
-}
-
-void PutText(Bytes &b, size_t at, const std::string &text) {
-  for (size_t i = 0; i < text.size(); i++) b.at(at + i) = static_cast<uint8_t>(text[i]);
-}
+using printing::Bytes;
+using printing::Of;
+using printing::Put;
+using printing::PutText;
 
 /* Runs f with standard output and error captured; both are dropped. */
 template <typename F>

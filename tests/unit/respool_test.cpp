@@ -10,7 +10,6 @@
 #include "props/respool.h"
 
 #include <gtest/gtest.h>
-#include <string.h>
 
 #include <string>
 #include <vector>
@@ -21,6 +20,8 @@ namespace {
 
 using printing::Bytes;
 using printing::Print;
+using printing::Put;
+using printing::PutText;
 typedef ZOR_ReturnStatus (*Parser)(const char *text, Bytes &value);
 
 /* Runs parse on text; returns its status and fills value and the captured standard error. */
@@ -30,38 +31,30 @@ ZOR_ReturnStatus Parse(Parser parse, const std::string &text, Bytes &value, std:
   return status;
 }
 
-void PutLe32(Bytes &b, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; i++) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
-}
-
-void PutStr(Bytes &b, size_t at, const char *s) {
-  memcpy(b.data() + at, s, strlen(s));
-}
-
 TEST(RespoolParse, Layouts) {
   Bytes value;
   std::string err;
   ASSERT_EQ(Parse(Respool_ParseList, "gold;silver", value, err), ZOR_OK);
   Bytes list(404, 0);
   list[0] = 2;
-  PutStr(list, 4, "gold");
-  PutStr(list, 204, "silver");
+  PutText(list, 4, "gold");
+  PutText(list, 204, "silver");
   EXPECT_EQ(value, list);
 
   ASSERT_EQ(Parse(Respool_ParseConfig, "pool1:100:50:-1:3;p2:4294967297:7:9:258", value, err),
             ZOR_OK);
   Bytes cfg(428, 0);
   cfg[0] = 2;
-  PutStr(cfg, 4, "pool1");
-  cfg[132] = 3;           /* tag */
-  PutLe32(cfg, 133, 100); /* reservation, unaligned */
-  PutLe32(cfg, 204, 50);  /* shares */
-  PutLe32(cfg, 208, ~0u); /* limit -1 */
-  PutStr(cfg, 216, "p2");
-  cfg[344] = 2;         /* 258 keeps its low byte */
-  PutLe32(cfg, 345, 1); /* 2^32 + 1 keeps its low 32 bits */
-  PutLe32(cfg, 416, 7);
-  PutLe32(cfg, 420, 9);
+  PutText(cfg, 4, "pool1");
+  cfg[132] = 3;          /* tag */
+  Put(cfg, 133, 100, 4); /* reservation, unaligned */
+  Put(cfg, 204, 50, 4);  /* shares */
+  Put(cfg, 208, ~0u, 4); /* limit -1 */
+  PutText(cfg, 216, "p2");
+  cfg[344] = 2;        /* 258 keeps its low byte */
+  Put(cfg, 345, 1, 4); /* 2^32 + 1 keeps its low 32 bits */
+  Put(cfg, 416, 7, 4);
+  Put(cfg, 420, 9, 4);
   EXPECT_EQ(value, cfg);
 
   ASSERT_EQ(Parse(Respool_ParseConfig, "", value, err), ZOR_OK);
@@ -70,7 +63,7 @@ TEST(RespoolParse, Layouts) {
   ASSERT_EQ(Parse(Respool_ParseAssociation, "gold", value, err), ZOR_OK);
   Bytes assoc(516, 0);
   assoc[0] = 1;
-  PutStr(assoc, 4, "gold");
+  PutText(assoc, 4, "gold");
   EXPECT_EQ(value, assoc);
 
   EXPECT_EQ(Parse(Respool_ParseScheduling, "activated", value, err), ZOR_OK);
@@ -80,7 +73,7 @@ TEST(RespoolParse, Layouts) {
   ASSERT_EQ(Parse(HostStatus_Parse, "red:a:" + std::string(300, 'm'), value, err), ZOR_OK);
   Bytes status(260, 0);
   status[0] = 2;
-  PutStr(status, 4, "a:");
+  PutText(status, 4, "a:");
   memset(status.data() + 6, 'm', 253);
   EXPECT_EQ(value, status);
   ASSERT_EQ(Parse(HostStatus_Parse, "green", value, err), ZOR_OK);

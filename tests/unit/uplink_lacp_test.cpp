@@ -22,12 +22,9 @@
 namespace {
 
 using printing::Bytes;
+using printing::Of;
 using printing::Print;
 using printing::Stderr;
-
-Bytes Of(const ByteWriter &w) {
-  return Bytes(w.Data(), w.Data() + w.Length());
-}
 
 uint32_t U32At(const Bytes &b, size_t offset) {
   return ByteReader(b.data(), static_cast<uint32_t>(b.size())).U32(offset).value_or(0xdeadbeef);
