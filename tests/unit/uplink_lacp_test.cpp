@@ -51,10 +51,15 @@ TEST(UplinkList, BuiltAndPrintedInBothSlotWidths) {
 
 TEST(Teaming, PolicyOfMinusLIsPrintedAsWritten) {
   const Bytes plain = Of(*TeamingPolicy_Build("uplink0,uplink1", 3, false));
+  /* Policy, link selection, reserved, behaviour, active and standby counts, then 81-byte names. */
   ASSERT_EQ(plain.size(), 2616u);
-  EXPECT_EQ(U32At(plain, TEAMING_OFF_LINK_SELECTION), 0x280u);
-  EXPECT_EQ(U32At(plain, TEAMING_OFF_LINK_BEHAVIOR), 0x34u);
-  EXPECT_EQ(U32At(plain, TEAMING_OFF_STANDBY_COUNT), 0u);
+  EXPECT_EQ(U32At(plain, 0), 3u);
+  EXPECT_EQ(U32At(plain, 4), 0x280u);
+  EXPECT_EQ(U32At(plain, 12), 0x34u);
+  EXPECT_EQ(U32At(plain, 16), 2u);
+  EXPECT_EQ(U32At(plain, 20), 0u);
+  EXPECT_EQ(std::string(plain.begin() + 24 + 81, plain.begin() + 24 + 81 + 8),
+            std::string("uplink1\0", 8));
   EXPECT_EQ(Print(Prop_PrintTeamingPolicy, plain),
             "\t\tk:\n\t\t\tload balancing = source virtual port id\n"
             "\t\t\tlink selection = link state up;\n"
@@ -64,7 +69,7 @@ TEST(Teaming, PolicyOfMinusLIsPrintedAsWritten) {
   /* -c adds beacon probing; a name over 80 characters is cut to 80. */
   const std::string longName(90, 'n');
   const Bytes beacon = Of(*TeamingPolicy_Build(longName.c_str(), 4, true));
-  EXPECT_EQ(U32At(beacon, TEAMING_OFF_LINK_SELECTION), 0x2a0u);
+  EXPECT_EQ(U32At(beacon, 4), 0x2a0u);
   EXPECT_EQ(Print(Prop_PrintTeamingPolicy, beacon),
             "\t\tk:\n\t\t\tload balancing = first uplink (i.e. explicit)\n"
             "\t\t\tlink selection = link state up; beacon state ok;\n"

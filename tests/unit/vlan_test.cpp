@@ -87,7 +87,7 @@ TEST(VlanParsers, LongRangeField) {
   /* 20000 items and the empty one after the last comma. */
   ASSERT_EQ(setting.policy.size(), 8u + 4u * 20001u);
   const ByteReader r(setting.policy.data(), static_cast<uint32_t>(setting.policy.size()));
-  EXPECT_EQ(r.U16(VLAN_POLICY_OFF_RANGE_COUNT), 20001);
+  EXPECT_EQ(r.U16(6), 20001); /* the range count */
   EXPECT_EQ(r.U32(8 + 4 * 19999), 19999u | (20000u << 16));
   EXPECT_EQ(r.U32(8 + 4 * 20000), 0u);
 }
