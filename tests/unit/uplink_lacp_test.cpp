@@ -193,10 +193,18 @@ TEST(Lacp, PreCheckCountsFieldsBeforeLoadingAnything) {
 TEST(Lacp, TablePrinterNamesModesAndPoliciesAndStopsAtTheEnd) {
   Bytes table;
   ASSERT_EQ(LacpGroupTable_Parse("*lag1;1;2;1;3;", 1, table), ZOR_OK);
+  /* A count, then 93-byte entries: name (65 bytes), key (16), mode, load balance, port number. */
+  ASSERT_EQ(table.size(), 97u);
+  EXPECT_EQ(U32At(table, 0), 1u);
+  EXPECT_EQ(std::string(table.begin() + 4, table.begin() + 9), std::string("lag1\0", 5));
+  EXPECT_EQ(std::string(table.begin() + 69, table.begin() + 71), std::string("1\0", 2));
+  EXPECT_EQ(U32At(table, 85), 1u);
+  EXPECT_EQ(U32At(table, 89), 3u);
+  EXPECT_EQ(U32At(table, 93), 2u);
   /* The transcripts list a good table. Mode 7 and policy 25 have no names; a second entry claimed,
    * 10 bytes of it present. */
-  table[4 + LAG_ENTRY_OFF_MODE] = 7;
-  table[4 + LAG_ENTRY_OFF_LOAD_BALANCE] = 25;
+  table[85] = 7;
+  table[89] = 25;
   table[0] = 2;
   table.resize(table.size() + 10);
   EXPECT_EQ(Print(Prop_PrintLacpGroups, table, 0),
