@@ -36,8 +36,12 @@ uint32_t U32At(const Bytes &b, size_t offset) {
 TEST(UplinkList, BuiltAndPrintedInBothSlotWidths) {
   const Bytes global = Of(UplinkPortList_Build({"uplink0", "uplink1"}, UPLINK_GLOBAL_SLOT_LEN));
   const Bytes host = Of(UplinkPortList_Build({"uplink0", "uplink1"}, UPLINK_HOST_SLOT_LEN));
+  /* A count, then one slot per name: 81 bytes in the global list, 48 in the host list. */
   EXPECT_EQ(global.size(), 166u);
   EXPECT_EQ(host.size(), 100u);
+  EXPECT_EQ(U32At(global, 0), 2u);
+  EXPECT_EQ(std::string(global.begin() + 85, global.begin() + 93), std::string("uplink1\0", 8));
+  EXPECT_EQ(std::string(host.begin() + 52, host.begin() + 60), std::string("uplink1\0", 8));
 
   EXPECT_EQ(Print(Prop_PrintUplinkPorts, Of(UplinkPortList_Build({}, 81))),
             "\t\tk:\n\t\t\t<none>\n\t\t\tpropType = CONFIG \n");
