@@ -173,7 +173,7 @@ TEST_F(PolicyKernel, CommandsWriteTheKernelAndHostValuesAreDecoded) {
       "u32:101 CONFIG");
   CtlOk("set-prop dvs0 globalPropList com.corvane.etherswitch.cdp u8:5,u8:9 CONFIG");
   CtlOk("set-prop dvs0 7 com.corvane.common.port.dvfilter u32:3,u32:1,str:abc CONFIG");
-  CtlOk("set-prop dvs0 7 com.corvane.common.port.shaper.input u64:1,u32:2 CONFIG");
+  CtlOk("set-prop dvs0 7 com.corvane.common.port.shaper.input u64:1,u64:2,u32:3 CONFIG");
   CheckKernel({
       {"-r com.corvane.etherswitch.ipfix -p globalPropList dvs0", 0,
        Ipfix("10.0.0.1:9660", "true", 7, 101), ""},
@@ -182,7 +182,9 @@ TEST_F(PolicyKernel, CommandsWriteTheKernelAndHostValuesAreDecoded) {
       {"-r com.corvane.common.port.dvfilter -p 7 dvs0", 0,
        "\t\tcom.corvane.common.port.dvfilter = filters (num = 3):\n", ""},
       {"-r " + SHAPER + "input -p 7 dvs0", 0,
-       "\t\t" + SHAPER + "input:\n\t\t\taverage bandwidth = 1 bytes/sec\n", ""},
+       "\t\t" + SHAPER + "input:\n\t\t\taverage bandwidth = 1 bytes/sec\n" +
+           "\t\t\tpeak bandwidth = 2 bytes/sec\n",
+       ""},
   });
 
   /* Values only the host writes: security, MAC management, multicast addresses. */
