@@ -5,10 +5,11 @@
 # profile, except those ended by SIGKILL or SIGTERM (the listeners and
 # daemons that tests stop that way), whose lines show as not run.
 #
-#   scripts/coverage.sh            line and function coverage, file by file
-#   scripts/coverage.sh --each     also each test run alone, then the tests
-#                                  that run no line or branch that no other
-#                                  test runs (slow: the suite once per test)
+#   scripts/coverage.sh            line, function and branch coverage, file
+#                                  by file
+#   scripts/coverage.sh --each     every test run alone, then the total and
+#                                  the tests that run no line or branch that
+#                                  no other test runs
 #
 # A test in the second list is not redundant by that alone: it may pin a
 # byte layout, a boundary or a message that other tests run past without
