@@ -57,7 +57,8 @@ if [ "${1:-}" != --each ]; then
 fi
 
 for bin in platform_tests unit_tests cmd_tests; do
-  "$B/tests/$bin" --gtest_list_tests --gtest_filter="-$skip" | awk '/^[^ ]/ { s = $1 } /^  / { print s $1 }' |
+  LLVM_PROFILE_FILE=/dev/null "$B/tests/$bin" --gtest_list_tests --gtest_filter="-$skip" |
+    awk '/^[^ ]/ { s = $1 } /^  / { print s $1 }' |
     while read -r t; do run "$out/each/$t" "$bin" --gtest_filter="$t"; done
 done
 llvm-profdata merge -sparse "$out"/each/*.profdata -o "$out/all.profdata"
