@@ -10,7 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "../apps/net/dvs/state/dvslib.h"
+#include "dvslib.h"
 
 std::string DerivedSwitchId(const std::string &name) {
   unsigned char b[16] = {};

@@ -11,7 +11,7 @@
 #include <poll.h>
 #include <stdlib.h>
 
-#include "../apps/net/dvs/state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

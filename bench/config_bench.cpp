@@ -13,7 +13,7 @@
 
 #include <string>
 
-#include "../apps/net/dvs/state/dvslib.h"
+#include "dvslib.h"
 #include "bench_config.h"
 
 namespace {

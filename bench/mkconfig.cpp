@@ -9,7 +9,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "../apps/net/dvs/state/dvslib.h"
+#include "dvslib.h"
 #include "bench_config.h"
 
 int main(int argc, char **argv) {

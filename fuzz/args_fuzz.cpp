@@ -37,7 +37,7 @@
 #include "props/uplink.h"
 #include "props/vlan.h"
 #include "state/config.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
 

@@ -15,7 +15,7 @@
 #include <filesystem>
 
 #include "brakk.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "switch_cmds.h"
 
 extern "C" void __sanitizer_set_death_callback(void (*callback)(void));

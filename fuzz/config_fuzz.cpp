@@ -21,7 +21,7 @@
 #include "common.h"
 #include "listing/listing.h"
 #include "state/config.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -21,7 +21,7 @@
 #include "common.h"
 #include "core/protocol.h"
 #include "kernel.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "store.h"
 
 namespace {

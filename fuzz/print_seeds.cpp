@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "listing/listing.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -42,7 +42,7 @@
 #include "props/lag.h"
 #include "props/uplink.h"
 #include "state/config.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
 

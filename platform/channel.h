@@ -15,7 +15,7 @@
 
 #include "core/protocol.h"
 #include "core/wire.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace zor::chan {
 

@@ -11,7 +11,7 @@
 
 #include "core/config_model.h"
 #include "core/data_tree.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

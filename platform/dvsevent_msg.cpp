@@ -8,7 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

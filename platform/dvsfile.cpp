@@ -45,7 +45,7 @@
 #include "core/config_model.h"
 #include "core/files.h"
 #include "core/wire.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -20,7 +20,7 @@
 #include <string>
 #include <utility>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string.h>
 
 #include "core/config_model.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "channel.h"
 #include "core/protocol.h"
 #include "core/wire.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 ZOR_ReturnStatus DVSFile_Read(const char *path, void **data, uint32_t *len, int32_t *offset) {
   if (!path || !data || !len) return ZOR_BAD_PARAM;

@@ -11,7 +11,7 @@
 #include "channel.h"
 #include "core/protocol.h"
 #include "core/wire.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 using zor::ByteBuf;
 using zor::WireWriter;

@@ -6,7 +6,7 @@
 
 #include <string.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -25,7 +25,7 @@
 #include "core/config_model.h"
 #include "core/protocol.h"
 #include "core/wire.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "store.h"
 
 namespace zorcored {

@@ -14,7 +14,7 @@
 #include <string>
 
 #include "core/wire.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace zorcored {
 

@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "data_tree.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "wire.h"
 
 namespace zor {

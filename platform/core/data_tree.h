@@ -26,7 +26,7 @@
 #include <string_view>
 #include <vector>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "wire.h"
 
 /* Longest property name accepted, NUL excluded. */

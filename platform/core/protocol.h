@@ -34,7 +34,7 @@
 #include <string>
 #include <string_view>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "wire.h"
 
 namespace zor::chan {

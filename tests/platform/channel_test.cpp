@@ -28,7 +28,7 @@
 #include <vector>
 
 #include "core/protocol.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

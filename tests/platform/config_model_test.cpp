@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "core/data_tree.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

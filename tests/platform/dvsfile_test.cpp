@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

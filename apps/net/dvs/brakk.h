@@ -11,7 +11,7 @@
 
 #include <stdint.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "state/state_ops.h"
 
 /* Command codes; the numbers show in "Class name is not require for command %d." */

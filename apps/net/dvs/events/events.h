@@ -10,7 +10,7 @@
 
 #include <stdint.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 /* Event types the tool posts itself. */
 #define EVENT_HOST_STATUS 8u

@@ -13,7 +13,7 @@
 #include <memory>
 
 #include "events/events.h"
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 /* Prints one property: key, value bytes, value length, flags word. */
 typedef void (*PropPrinter)(const char *key, const void *value, uint32_t length, int32_t flags);

@@ -10,7 +10,7 @@
 
 #include <stdint.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 /* The path that names the host configuration store rather than a plain file. */
 extern const char *const DEFAULT_CONFIG_PATH;

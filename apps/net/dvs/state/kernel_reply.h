@@ -11,7 +11,7 @@
 
 #include <stdint.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 /* A reply block and its length; pass &data and &len to the operation that fills them. */
 struct KernelReply {

@@ -19,7 +19,7 @@
 
 #include <vector>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 
 /* A property value read back from either state; the reader owns its copy. */
 typedef std::vector<uint8_t> PropValue;

@@ -14,7 +14,7 @@
 
 #include <stdint.h>
 
-#include "state/dvslib.h"
+#include "dvslib.h"
 #include "state/state_ops.h"
 
 /* Writes key = data/len to target with flags CONFIG; returns the library's status. */

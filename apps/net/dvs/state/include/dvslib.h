@@ -15,8 +15,8 @@
  *    data pointer minus the reported offset).
  */
 
-#ifndef APPS_NET_DVS_STATE_DVSLIB_H
-#define APPS_NET_DVS_STATE_DVSLIB_H
+#ifndef APPS_NET_DVS_STATE_INCLUDE_DVSLIB_H
+#define APPS_NET_DVS_STATE_INCLUDE_DVSLIB_H
 
 #include <stddef.h>
 #include <stdint.h>
@@ -262,4 +262,4 @@ bool Unicode_CopyBytes(void *dst, const char *src, size_t size, int encoding, in
 
 }  // extern "C"
 
-#endif  // APPS_NET_DVS_STATE_DVSLIB_H
+#endif  // APPS_NET_DVS_STATE_INCLUDE_DVSLIB_H
