@@ -5,10 +5,11 @@
  *    syntaxes (-v, -V, -m, --setLACP, --configLAG, -b, -N, -o, -F, -k,
  *    -K, -z, -j, -H, -L), the VLAN range parser, -M, -s, -u, -B,
  *    --nopersist and --vlan. Each runs through its command handler in
- *    file mode on the baseline configuration where the handler does not
- *    end the process, else through the parser that the handler calls;
- *    what was written is then listed, so the printers see every value a
- *    parser can build.
+ *    file mode on the baseline configuration, as the switch flow hands it
+ *    over, except where the handler reads the kernel before it parses
+ *    (--setLACP, --configLAG): those run through the parser that the
+ *    handler calls. What was written is then listed, so the printers see
+ *    every value a parser can build.
  *
  *    Input: byte 0 chooses the row of argTable, byte 1 the switch (bits
  *    0-1), the -p target (bits 2-4) and one flag of the row (bit 5); the
@@ -22,8 +23,9 @@
 #include <string>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
 #include "common.h"
+#include "dvslib.h"
 #include "listing/listing.h"
 #include "props/healthcheck.h"
 #include "props/ipfix.h"
@@ -37,13 +39,14 @@
 #include "props/uplink.h"
 #include "props/vlan.h"
 #include "state/config.h"
-#include "dvslib.h"
+#include "state/state_ops.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
 
 namespace {
 
 std::vector<uint8_t> g_baseline;
+std::string g_path;
 
 /* What one row gets: a file-mode command's context and record, the text and the row's flag. */
 struct ArgCase {
@@ -53,11 +56,11 @@ struct ArgCase {
   bool flag;
 };
 
-typedef ZOR_ReturnStatus (*ArgRunner)(ArgCase &c);
+typedef CommandResult (*ArgRunner)(ArgCase &c);
 
 /* A command that takes the text as it is, in the field where the front end puts it. */
 template <const char *Invocation::*Field, CommandHandler Handler>
-ZOR_ReturnStatus RunText(ArgCase &c) {
+CommandResult RunText(ArgCase &c) {
   c.inv.*Field = c.text;
   return Handler(c.ctx);
 }
@@ -65,24 +68,24 @@ template <CommandHandler Handler>
 constexpr ArgRunner Arg = RunText<&Invocation::commandArg, Handler>;
 
 /* --setLACP reads the kernel's table before parsing, so its parser is driven directly. */
-ZOR_ReturnStatus RunLacp(ArgCase &c) {
+CommandResult RunLacp(ArgCase &c) {
   const char *lags = strncmp(c.text, "v2", 2) == 0 ? c.text + 2 : c.text;
   uint32_t lagCount = 0;
-  ZOR_ReturnStatus status = ValidateLagConfig(c.ctx.state, c.ctx.sw, lags, 5, &lagCount);
+  ZOR_ReturnStatus status = ValidateLagConfig(lags, 5, &lagCount);
   if (status != ZOR_OK) return status;
   std::vector<uint8_t> table;
   status = LacpGroupTable_Parse(lags, lagCount, table);
   if (status == ZOR_OK) {
-    Prop_PrintLacpGroups("com.corvane.etherswitch.lacp", table.data(),
+    Prop_PrintLacpGroups(PrintContext(), "com.corvane.etherswitch.lacp", table.data(),
                          static_cast<uint32_t>(table.size()), PROP_CONFIG);
   }
   return status;
 }
 
 /* --configLAG merges into the kernel's value; the merge and the encoding are driven directly. */
-ZOR_ReturnStatus RunConfigLag(ArgCase &c) {
+CommandResult RunConfigLag(ArgCase &c) {
   uint32_t lagCount = 0;
-  ZOR_ReturnStatus status = ValidateLagConfig(c.ctx.state, c.ctx.sw, c.text, 3, &lagCount);
+  ZOR_ReturnStatus status = ValidateLagConfig(c.text, 3, &lagCount);
   if (status != ZOR_OK) return status;
   std::vector<LagConfigEntry> entries;
   status = LagExtraConfig_Merge(c.text + 1, lagCount, entries);
@@ -93,28 +96,27 @@ ZOR_ReturnStatus RunConfigLag(ArgCase &c) {
       decoded.size() != entries.size()) {
     fuzz::Fail("a LAG configuration does not decode to what was encoded");
   }
-  Prop_PrintLagExtraConfig("com.corvane.common.host.lacp.extraconfig", value.Data(), value.Length(),
-                           PROP_CONFIG);
+  Prop_PrintLagExtraConfig(PrintContext(), "com.corvane.common.host.lacp.extraconfig", value.Data(),
+                           value.Length(), PROP_CONFIG);
   return status;
 }
 
-/* -L prints usage when the list does not build, so the builder is driven directly. */
-ZOR_ReturnStatus RunTeaming(ArgCase &c) {
-  const std::optional<ByteWriter> policy = TeamingPolicy_Build(c.text, 3, c.flag);
-  if (!policy) return ZOR_BAD_PARAM;
-  Prop_PrintTeamingPolicy("com.corvane.etherswitch.port.teaming", policy->Data(), policy->Length(),
-                          PROP_CONFIG);
-  return ZOR_OK;
+/* -L with -c (the row's flag) for beacon probing. */
+CommandResult RunTeaming(ArgCase &c) {
+  c.inv.uplinkNames = c.text;
+  c.inv.teamingFlag = c.flag;
+  return Cmd_SetTeaming(c.ctx);
 }
 
 /* --vlanMTUChkParam and --qeltVLMChkParam: the range text, then the command that writes it. */
-ZOR_ReturnStatus RunVlanRanges(ArgCase &c) {
+CommandResult RunVlanRanges(ArgCase &c) {
   if (VlanBitmap_Parse(c.text, c.inv.vlanRangeParam) != 0) return ZOR_BAD_PARAM;
-  return c.flag ? Cmd_QeltVlmChkParam(c.ctx) : Cmd_VlanMtuChkParam(c.ctx);
+  c.inv.command = c.flag ? CMD_QELTVLMCHK_PARAM : CMD_VLANMTUCHK_PARAM;
+  return Cmd_CheckParam(c.ctx);
 }
 
 /* -B takes its flags with strtol base 0. */
-ZOR_ReturnStatus RunCdp(ArgCase &c) {
+CommandResult RunCdp(ArgCase &c) {
   c.inv.cdpFlags = static_cast<int32_t>(strtol(c.text, nullptr, 0));
   return Cmd_SetCdp(c.ctx);
 }
@@ -163,7 +165,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   FILE *f = fopen(path.c_str(), "wb");
   if (!f || fwrite(g_baseline.data(), 1, g_baseline.size(), f) != g_baseline.size()) abort();
   fclose(f);
-  configFilePath = path.c_str();
+  g_path = path;
   return 0;
 }
 
@@ -179,17 +181,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       0) {
     abort();
   }
+  DVSSwitch *h = DVSState_SwitchFind(sw.id);
+  if (h == nullptr) abort();
   Invocation inv;
+  inv.configFilePath = g_path.c_str();
   inv.portName = targets[((options >> 2) & 7) % std::size(targets)];
   if (row.needsPort && inv.portName == nullptr) inv.portName = "5";
-  teamingFlag = (options & 0x20) != 0;
-  const CommandContext ctx = {sw.id, static_cast<SwitchClass>(&sw - fuzz::BASE_SWITCHES), inv,
-                              CONFIG_STATE_OPS};
+  const CommandContext ctx = {sw.id, static_cast<SwitchClass>(&sw - fuzz::BASE_SWITCHES),
+                              h,     h->version,
+                              inv,   CONFIG_STATE_OPS};
   ArgCase c = {ctx, inv, text.c_str(), (options & 0x20) != 0};
-  if (row.run(c) == ZOR_OK) {
+  const CommandResult result = row.run(c);
+  if (result.end == CommandEnd::STATUS && result.status == ZOR_OK) {
     /* What the command wrote, through the printers. */
-    DVSSwitch *h = DVSState_SwitchFind(sw.id);
-    if (h) List_Switch(h, const_cast<char *>(sw.id));
+    DVSSwitch *after = DVSState_SwitchFind(sw.id);
+    if (after != nullptr) List_Switch(after, const_cast<char *>(sw.id));
   }
   fflush(stdout);
   return 0;

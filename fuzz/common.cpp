@@ -14,9 +14,10 @@
 
 #include <filesystem>
 
-#include "brakk.h"
+#include "base/command.h"
 #include "dvslib.h"
-#include "switch_cmds.h"
+#include "props/common.h"
+#include "state/state_ops.h"
 
 extern "C" void __sanitizer_set_death_callback(void (*callback)(void));
 

@@ -17,11 +17,10 @@
 
 #include <string>
 
-#include "brakk.h"
 #include "common.h"
+#include "dvslib.h"
 #include "listing/listing.h"
 #include "state/config.h"
-#include "dvslib.h"
 
 namespace {
 
@@ -62,14 +61,13 @@ void LoadFile(const uint8_t *data, size_t size) {
   if (write(fd, data, size) != static_cast<ssize_t>(size)) abort();
   close(fd);
   DVSState_ConfigReset();
-  if (Config_Load(LOAD_FILE) == ZOR_OK) ListAndReload();
+  if (Config_Load(LOAD_FILE, g_file.c_str()) == ZOR_OK) ListAndReload();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   g_file = fuzz::Setup() + "/config";
-  configFilePath = g_file.c_str();
   return 0;
 }
 

@@ -20,8 +20,8 @@
 
 #include "common.h"
 #include "core/protocol.h"
-#include "kernel.h"
 #include "dvslib.h"
+#include "kernel.h"
 #include "store.h"
 
 namespace {

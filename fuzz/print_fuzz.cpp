@@ -5,9 +5,9 @@
  *    parser built, as a listing meets them in a stored or kernel state:
  *    through Prop_Print with each key of the table, a key that has no row,
  *    and a key under the prefix that newer switches dump as hex, with
- *    listingHighVersion both off and on.
+ *    a switch of the older and of the newer layout.
  *
- *    Input: byte 0 chooses the key, byte 1 bit 0 sets listingHighVersion,
+ *    Input: byte 0 chooses the key, byte 1 bit 0 the newer layout,
  *    bytes 2-5 are the flags word; the rest is the value.
  */
 
@@ -25,19 +25,21 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::Input in{data, size};
   /* The table's keyed rows, then two keys that no row names. */
-  const size_t keyed = propPrinterTableSize - 1;
+  const std::span<const PropPrinterRow> table = Prop_PrinterTable();
+  const size_t keyed = table.size() - 1;
   const size_t pick = in.Byte() % (keyed + 2);
-  const char *key = pick < keyed    ? propPrinterTable[pick].key
+  const char *key = pick < keyed    ? table[pick].key
                     : pick == keyed ? "com.corvane.fuzz.unknown"
                                     : "com.corvane.vswitch.fuzz.unknown";
-  listingHighVersion = (in.Byte() & 1) != 0;
+  PrintContext pc;
+  pc.highVersion = (in.Byte() & 1) != 0;
   uint32_t flags = 0;
   for (int i = 0; i < 4; i++) flags |= static_cast<uint32_t>(in.Byte()) << (8 * i);
 
   /* An exact-size copy, so that reading one byte past the value is caught. */
   void *value = malloc(in.n ? in.n : 1);
   if (in.n) memcpy(value, in.p, in.n);
-  Prop_Print(key, value, static_cast<uint32_t>(in.n), static_cast<int32_t>(flags));
+  Prop_Print(pc, key, value, static_cast<uint32_t>(in.n), static_cast<int32_t>(flags));
   free(value);
   fflush(stdout);
   return 0;

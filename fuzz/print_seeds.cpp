@@ -5,7 +5,7 @@
  *    and client reply targets: "print_seeds OUTDIR CONFIG..." loads each
  *    configuration and writes, under OUTDIR/print_fuzz, one seed for every
  *    distinct property value it holds (its printer table row, the
- *    listingHighVersion byte, its flags and its bytes), under
+ *    high-version byte, its flags and its bytes), under
  *    OUTDIR/config_fuzz each port's property tree as a DVSData_Deserialize
  *    seed, and under OUTDIR/reply_fuzz the configuration as the kernel's
  *    state reply. Seed files are named by a hash of their content.
@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
-#include "listing/listing.h"
 #include "dvslib.h"
+#include "listing/listing.h"
 
 namespace {
 
@@ -57,9 +57,10 @@ std::string U32(uint32_t v) {
 
 int SeedProperty(DVSDataNode *node, void *) {
   const char *key = DVSData_Name(node);
-  size_t row = propPrinterTableSize - 1; /* the key of no row */
-  for (size_t i = 0; i + 1 < propPrinterTableSize; i++) {
-    if (strcmp(propPrinterTable[i].key, key) == 0) row = i;
+  const std::span<const PropPrinterRow> table = Prop_PrinterTable();
+  size_t row = table.size() - 1; /* the key of no row */
+  for (size_t i = 0; i + 1 < table.size(); i++) {
+    if (strcmp(table[i].key, key) == 0) row = i;
   }
   void *value = nullptr;
   const uint32_t length = DVSData_Data(node, &value);

@@ -33,16 +33,17 @@
 #include <thread>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
 #include "common.h"
 #include "core/protocol.h"
+#include "dvslib.h"
 #include "events/events.h"
 #include "listing/listing.h"
 #include "props/lacp.h"
 #include "props/lag.h"
 #include "props/uplink.h"
 #include "state/config.h"
-#include "dvslib.h"
+#include "state/state_ops.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
 
@@ -178,24 +179,30 @@ void RunClient(uint8_t which, uint8_t options) {
   Invocation inv;
   const char *const targets[] = {"5", "uplink0", "globalPropList", "hostPropList"};
   inv.portName = targets[options & 3];
-  const CommandContext ctx = {sw.id, SWITCH_CLASS_ETHERSWITCH, inv, KERNEL_STATE_OPS};
+  CommandContext ctx = {sw.id, SWITCH_CLASS_ETHERSWITCH, nullptr, 0, inv, KERNEL_STATE_OPS};
+  /* The commands that walk the switch run, as in the switch flow, on the kernel's state. */
+  if (which % 12 >= 9) {
+    if (Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) return;
+    ctx.handle = DVSState_SwitchFind(sw.id);
+    if (ctx.handle == nullptr) return;
+    ctx.version = ctx.handle->version;
+  }
   switch (which % 12) {
     case 0:
-      if (Config_Load(LOAD_KERNEL_STATE) == ZOR_OK) ListAll();
+      if (Config_Load(LOAD_KERNEL_STATE, nullptr) == ZOR_OK) ListAll();
       break;
     case 1:
-      if (Config_Load(LOAD_KERNEL_PERSISTENT) == ZOR_OK) ListAll();
+      if (Config_Load(LOAD_KERNEL_PERSISTENT, nullptr) == ZOR_OK) ListAll();
       break;
     case 2:
       /* The host configuration store lives with the daemon. */
-      configFilePath = DEFAULT_CONFIG_PATH;
-      if (Config_Load(LOAD_FILE) == ZOR_OK) ListAll();
-      configFilePath = nullptr;
+      if (Config_Load(LOAD_FILE, DEFAULT_CONFIG_PATH) == ZOR_OK) ListAll();
       break;
     case 3: {
-      const size_t keyed = propPrinterTableSize - 1;
+      const std::span<const PropPrinterRow> table = Prop_PrinterTable();
+      const size_t keyed = table.size() - 1;
       const size_t pick = (options >> 2) % (keyed + 1);
-      inv.commandArg = pick < keyed ? propPrinterTable[pick].key : "com.corvane.fuzz.unknown";
+      inv.commandArg = pick < keyed ? table[pick].key : "com.corvane.fuzz.unknown";
       Cmd_GetProp(ctx);
       break;
     }
@@ -253,7 +260,6 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     abort();
   }
   std::thread(Daemon, listenFd).detach();
-  configFilePath = nullptr;
   return 0;
 }
 

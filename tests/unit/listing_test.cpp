@@ -12,6 +12,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,8 @@ std::string HexDump(const char *key, const Bytes &value, int32_t flags) {
   return printing::Print(Prop_PrintHexDump, value, flags, key);
 }
 
-std::string Print(const char *key, const Bytes &value, int32_t flags) {
-  return printing::Print(Prop_Print, value, flags, key);
+std::string Print(const char *key, const Bytes &value, int32_t flags, bool highVersion = false) {
+  return printing::Print(Prop_Print, value, flags, key, highVersion);
 }
 
 Bytes Text(const char *text, bool withNul) {
@@ -37,12 +38,6 @@ Bytes Text(const char *text, bool withNul) {
   }
   return bytes;
 }
-
-/* Restores listingHighVersion after each test. */
-class ListingTest : public testing::Test {
- protected:
-  void TearDown() override { listingHighVersion = false; }
-};
 
 // ---------------------------------------------------------------------------
 // Prop_FlagsToString
@@ -133,7 +128,7 @@ TEST(PropPrintString, ReadsNoFurtherThanTheValue) {
 // ---------------------------------------------------------------------------
 // Prop_Print
 
-TEST_F(ListingTest, PrintMatchesKeysExactly) {
+TEST(PropPrint, MatchesKeysExactly) {
   const Bytes abc = Text("abc", false);
   // The text row prints the bytes as they are; the hex dump would not.
   EXPECT_EQ(Print("com.corvane.common.host.volatile.dvsID", abc, 0),
@@ -146,8 +141,7 @@ TEST_F(ListingTest, PrintMatchesKeysExactly) {
         << key;
   }
   // A switch of the newer layout dumps the vswitch keys (the transcripts show it) and no others.
-  listingHighVersion = true;
-  EXPECT_EQ(Print("com.corvane.common.host.volatile.dvsID", abc, 0),
+  EXPECT_EQ(Print("com.corvane.common.host.volatile.dvsID", abc, 0, true),
             "\t\tcom.corvane.common.host.volatile.dvsID = abc , \tpropType = \n");
 }
 
@@ -159,7 +153,7 @@ struct PortStateCase {
   const char *line;
 };
 
-TEST_F(ListingTest, PortLineCarriesTheStateTag) {
+TEST(ListPort, LineCarriesTheStateTag) {
   const PortStateCase cases[] = {
       {0, "\tport 7 (INVALID):\n"},    {1, "\tport 7:\n"},
       {2, "\tport 7 (SHADOW):\n"},     {3, "\tport 7 (ZOMBIE):\n"},
@@ -180,20 +174,49 @@ TEST_F(ListingTest, PortLineCarriesTheStateTag) {
   DVSData_Free(tree);
 }
 
-TEST_F(ListingTest, PortSetsTheHighVersionFlagFromItsSwitch) {
+TEST(ListPort, PrintsInTheLayoutOfItsSwitch) {
+  /* A VLAN policy of VLAN 5: decoded for a switch up to version 99, dumped above it. */
+  const uint8_t policy[] = {0, 0, 5, 0, 0, 0, 0, 0};
+  const char *key = "com.corvane.vswitch.port.vlan";
   DVSData *tree = nullptr;
   ASSERT_EQ(DVSData_Alloc(&tree, malloc, free), ZOR_OK);
-  for (uint32_t version : {10u, 99u, 100u, 0xffffffffu}) {
+  ASSERT_EQ(DVSData_Update(tree, key, policy, sizeof policy, PROP_CONFIG), ZOR_OK);
+  const struct {
+    uint32_t version;
+    std::string value;
+  } cases[] = {
+      {99, " = VLAN 5\n"},
+      {100, " = 0x 0. 0. 5. 0 <repeats 5 times>\n"},
+      {0xffffffffu, " = 0x 0. 0. 5. 0 <repeats 5 times>\n"},
+  };
+  for (const auto &c : cases) {
     DVSSwitch dvs = {};
-    dvs.version = version;
+    dvs.version = c.version;
     DVSPort port = {};
+    strcpy(port.name, "7");
+    port.state = DVS_PORT_STATE_NORMAL;
     port.data = tree;
     port.dvs = &dvs;
-    listingHighVersion = version <= 99;
-    Stdout([&] { List_Port(&port, nullptr); });
-    EXPECT_EQ(listingHighVersion, version > 99) << "version " << version;
+    EXPECT_EQ(Stdout([&] { List_Port(&port, nullptr); }),
+              "\tport 7:\n\t\t" + std::string(key) + c.value + "\t\t\tpropType = CONFIG \n")
+        << "version " << c.version;
   }
   DVSData_Free(tree);
+}
+
+// ---------------------------------------------------------------------------
+// The printer table
+
+TEST(PropPrinterTable, KeysAreUniqueAndTheDefaultRowIsLast) {
+  const std::span<const PropPrinterRow> table = Prop_PrinterTable();
+  ASSERT_FALSE(table.empty());
+  EXPECT_EQ(table.back().key, nullptr);
+  EXPECT_EQ(table.back().printer, Prop_PrintHexDump);
+  std::set<std::string> keys;
+  for (size_t i = 0; i + 1 < table.size(); i++) {
+    ASSERT_NE(table[i].key, nullptr) << "row " << i;
+    EXPECT_TRUE(keys.insert(table[i].key).second) << "two rows for " << table[i].key;
+  }
 }
 
 }  // namespace

@@ -22,6 +22,7 @@
 #include "listing/listing.h"
 #include "printing.h"
 #include "state/config.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -113,12 +114,10 @@ class MirrorCommand : public ::testing::Test {
     ASSERT_NE(mkdtemp(pattern), nullptr);
     dir_ = pattern;
     path_ = dir_ + "/dvs.db";
-    configFilePath = path_.c_str();
     DVSState_ConfigReset();
   }
   void TearDown() override {
     DVSState_ConfigReset();
-    configFilePath = nullptr;
     std::filesystem::remove_all(dir_);
   }
 
@@ -138,12 +137,14 @@ class MirrorCommand : public ::testing::Test {
 
   /* Saves the state built so far, loads it as the front end does and runs -m text. */
   Outcome Run(const char *text, SwitchClass cls = SWITCH_CLASS_ETHERSWITCH) {
-    EXPECT_EQ(Config_Save(false), 0);
+    EXPECT_EQ(Config_Save(false, path_.c_str()), 0);
     DVSState_ConfigReset();
-    EXPECT_EQ(Config_Load(LOAD_FILE), ZOR_OK);
+    EXPECT_EQ(Config_Load(LOAD_FILE, path_.c_str()), ZOR_OK);
+    DVSSwitch *h = DVSState_SwitchFind(SW);
+    EXPECT_NE(h, nullptr);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    const ZOR_ReturnStatus status = Mirror_SetSessions(CONFIG_STATE_OPS, SW, text, cls);
+    const ZOR_ReturnStatus status = Mirror_SetSessions(CONFIG_STATE_OPS, h, SW, text, cls);
     std::string out = testing::internal::GetCapturedStdout();
     return {status, out, testing::internal::GetCapturedStderr()};
   }
@@ -177,10 +178,7 @@ class MirrorCommand : public ::testing::Test {
 const Bytes OLD_TABLE = {0xef, 0xbe, 0xce, 0xfa};
 
 std::string PrintTable(const Bytes &value, bool wide, const char *key = ETHER_KEY) {
-  listingHighVersion = wide;
-  const std::string out = printing::Print(Prop_PrintMirrorSessions, value, PROP_CONFIG, key);
-  listingHighVersion = false;
-  return out;
+  return printing::Print(Prop_PrintMirrorSessions, value, PROP_CONFIG, key, wide);
 }
 
 /* ---- The tables -m writes ------------------------------------------------ */

@@ -38,12 +38,17 @@ inline std::string Stderr(const std::function<void()> &f) {
   return testing::internal::GetCapturedStderr();
 }
 
-/* Returns what printer prints for value (copied to a buffer of its exact size) under key. */
+/*
+ * Returns what printer prints for value (copied to a buffer of its exact
+ * size) under key, for a switch of the newer layout when highVersion.
+ */
 inline std::string Print(PropPrinter printer, const Bytes &value, int32_t flags = PROP_CONFIG,
-                         const char *key = "k") {
+                         const char *key = "k", bool highVersion = false) {
   const Bytes exact(value);
+  PrintContext pc;
+  pc.highVersion = highVersion;
   return Stdout([&] {
-    printer(key, exact.empty() ? nullptr : exact.data(), static_cast<uint32_t>(exact.size()),
+    printer(pc, key, exact.empty() ? nullptr : exact.data(), static_cast<uint32_t>(exact.size()),
             flags);
   });
 }

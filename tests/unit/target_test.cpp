@@ -2,9 +2,8 @@
  * target_test.cpp --
  *
  *    The property target layer on the configuration state's operations:
- *    which list a target name reaches, the flags words it writes, reading
- *    a value back, the deploy record and the outcome of clearing a pair
- *    of keys.
+ *    which list a target name reaches, the flags words it writes and
+ *    reading a value back.
  */
 
 #include "state/target.h"
@@ -15,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "brakk.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -99,25 +98,6 @@ TEST_F(TargetFileMode, TargetNamesSelectTheLists) {
   EXPECT_TRUE(Global().empty());
   EXPECT_TRUE(Host().empty());
   EXPECT_TRUE(Port("7").empty());
-}
-
-TEST_F(TargetFileMode, DeployRecordAndParameterBlock) {
-  EXPECT_EQ(Global_SetDeploy(S, SW, 30, "deploy"), ZOR_OK);
-  std::vector<uint8_t> block(VLAN_RANGE_PARAM_LEN, 0);
-  block[0] = 0x02;
-  block[511] = 0x80;
-  EXPECT_EQ(Global_SetParamBlock(S, SW, block.data(), "param"), ZOR_OK);
-  EXPECT_EQ(Global(), (std::vector<Prop>{{"deploy", {0x01, 0x1e, 0x00, 0x00, 0x00}, PROP_CONFIG},
-                                         {"param", block, PROP_POLICY}}));
-}
-
-TEST_F(TargetFileMode, ClearingAPair) {
-  EXPECT_EQ(Global_ClearPair(S, SW, "param", "deploy"), ZOR_NOT_FOUND);
-  ASSERT_EQ(Global_SetDeploy(S, SW, 15, "deploy"), ZOR_OK);
-  EXPECT_EQ(Global_ClearPair(S, SW, "param", "deploy"), ZOR_OK);
-  EXPECT_TRUE(Global().empty());
-  /* An unknown switch: both clears report it as not found. */
-  EXPECT_EQ(Global_ClearPair(S, "no such switch", "param", "deploy"), ZOR_NOT_FOUND);
 }
 
 }  // namespace

@@ -187,8 +187,7 @@ TEST(Lacp, PreCheckCountsFieldsBeforeLoadingAnything) {
   for (const auto &c : cases) {
     uint32_t count = 0;
     ZOR_ReturnStatus status = ZOR_OK;
-    const std::string err =
-        Stderr([&] { status = ValidateLagConfig(CONFIG_STATE_OPS, "sw", c.text, 5, &count); });
+    const std::string err = Stderr([&] { status = ValidateLagConfig(c.text, 5, &count); });
     EXPECT_EQ(status, ZOR_BAD_PARAM) << c.text;
     EXPECT_EQ(err, c.err) << c.text;
   }

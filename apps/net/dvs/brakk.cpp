@@ -11,8 +11,6 @@
  *    code: what its checks require, how it runs and its handler).
  */
 
-#include "brakk.h"
-
 #include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -23,7 +21,9 @@
 #include <new>
 #include <vector>
 
+#include "base/command.h"
 #include "events/events.h"
+#include "frontend.h"
 #include "listing/listing.h"
 #include "props/healthcheck.h"
 #include "props/ipfix.h"
@@ -37,6 +37,7 @@
 #include "props/uplink.h"
 #include "props/vlan.h"
 #include "state/config.h"
+#include "state/state_ops.h"
 #include "switch_cmds.h"
 #include "uplink_cmds.h"
 
@@ -80,8 +81,8 @@ void SetCommandArg(Invocation &inv, const char *arg) {
 void SetCdpFlags(Invocation &inv, const char *arg) {
   inv.cdpFlags = static_cast<int32_t>(strtol(arg, nullptr, 0)); /* "0x10003" is accepted */
 }
-void SetTeamingFlag(Invocation &, const char *) {
-  teamingFlag = true;
+void SetTeamingFlag(Invocation &inv, const char *) {
+  inv.teamingFlag = true;
 }
 void SetCreateAllPorts(Invocation &inv, const char *) {
   inv.createAllPorts = true;
@@ -89,8 +90,8 @@ void SetCreateAllPorts(Invocation &inv, const char *) {
 void SetEventType(Invocation &inv, const char *arg) {
   inv.eventType = Number(arg);
 }
-void SetConfigFile(Invocation &, const char *arg) {
-  configFilePath = arg;
+void SetConfigFile(Invocation &inv, const char *arg) {
+  inv.configFilePath = arg;
 }
 void SetUplinkNames(Invocation &inv, const char *arg) {
   inv.uplinkNames = arg;
@@ -266,7 +267,6 @@ constexpr bool LettersMatchShortOptions() {
   return rows == letters;
 }
 static_assert(LettersMatchShortOptions(), "optionTable and shortOptions list the same letters");
-static_assert(std::size(optionTable) - 44 == 29, "29 long options");
 
 /* The getopt_long table: every row with a long name, in table order, then the end marker. */
 std::vector<option> LongOptions() {
@@ -347,7 +347,7 @@ void DeriveSwitchId(const char *name, char *text) {
  * loaded counts as no match (the loader has printed why).
  */
 bool FindByAlias(const char *name, SwitchId &id) {
-  if (Config_Load(LOAD_KERNEL_STATE) != ZOR_OK) return false;
+  if (Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) return false;
   DVSSwitch *h = DVSState_SwitchFindByAlias(name);
   if (h == nullptr) return false;
   id.aliasMatch.reset(new (std::nothrow) char[DVS_SWITCH_ID_BUF_LEN + 1]());
@@ -358,15 +358,15 @@ bool FindByAlias(const char *name, SwitchId &id) {
 }
 
 /* Takes the first argument left after the options as the switch name and resolves its ID. */
-void ResolveSwitchArgument(int argc, char **argv, const Invocation &inv, SwitchId &id) {
+void ResolveSwitchArgument(int argc, char **argv, Invocation &inv, SwitchId &id) {
   if (optind >= argc) return;
-  switchArgument = argv[optind];
+  inv.switchArgument = argv[optind];
   if (inv.argIsSwitchId) {
-    id.text = switchArgument;
+    id.text = inv.switchArgument;
     return;
   }
-  if (!FindByAlias(switchArgument, id)) {
-    DeriveSwitchId(switchArgument, id.derived);
+  if (!FindByAlias(inv.switchArgument, id)) {
+    DeriveSwitchId(inv.switchArgument, id.derived);
     id.text = id.derived;
   }
   DVSState_ConfigReset();
@@ -376,7 +376,7 @@ void ResolveSwitchArgument(int argc, char **argv, const Invocation &inv, SwitchI
  * Commands
  * ====================================================================== */
 
-/* What the checks before dispatch require of a command. */
+/* What the checks require of a command. */
 enum class Needs {
   NOTHING,          /* runs at once, no check */
   SWITCH,           /* a switch name */
@@ -384,19 +384,20 @@ enum class Needs {
   PORT_TEAM_SWITCH, /* -p, a valid -t, a switch name */
   TEAM_SWITCH,      /* a valid -t, a switch name */
   UNCHECKED,        /* nothing here; the switch flow reports a missing switch */
+  PORT_ONCE_FOUND,  /* as UNCHECKED, then -p once the switch flow has found the switch */
 };
 
 /* How a command runs once its checks pass. */
 enum class Flow {
   AT_ONCE,     /* outside the switch flow; `run` gives the exit status */
-  OWN_LOOKUP,  /* `handler` without the switch lookup, then the finish */
-  SWITCH_FLOW, /* load, find the switch and its class, reload, `handler`, then the finish */
+  NO_LOOKUP,   /* file mode loads the file (kernel mode nothing); `handler`, then the finish */
+  SWITCH_FLOW, /* load, find the switch and its class, `handler`, then the finish */
 };
 
 /* A command that runs outside the switch flow; returns the process's exit status. */
 typedef int (*AtOnceCommand)(const CommandContext &ctx);
 
-/* What runs a command: a handler (OWN_LOOKUP, SWITCH_FLOW) or an at-once command (AT_ONCE). */
+/* What runs a command: a handler (NO_LOOKUP, SWITCH_FLOW) or an at-once command (AT_ONCE). */
 struct CommandAction {
   CommandHandler handler = nullptr;
   AtOnceCommand run = nullptr;
@@ -413,23 +414,23 @@ struct CommandRow {
   CommandAction action;
 };
 
-/* Where the configuration that a command works on is loaded from. */
-int32_t LoadSourceOf(const StateOps &state) {
-  return state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE;
+/* Where the configuration that a command works on is loaded from in its mode. */
+int32_t LoadSourceOf(const Invocation &inv) {
+  return inv.configFilePath != nullptr ? LOAD_FILE : LOAD_KERNEL_STATE;
 }
 
-int Run_InitDb(const CommandContext &) {
-  return Config_Save(false);
+int Run_InitDb(const CommandContext &ctx) {
+  return Config_Save(false, ctx.inv.configFilePath);
 }
 
-int Run_GetPersistent(const CommandContext &) {
-  if (Config_Load(LOAD_KERNEL_PERSISTENT) != ZOR_OK) return 1;
-  return Config_Save(false);
+int Run_GetPersistent(const CommandContext &ctx) {
+  if (Config_Load(LOAD_KERNEL_PERSISTENT, nullptr) != ZOR_OK) return 1;
+  return Config_Save(false, ctx.inv.configFilePath);
 }
 
-int Run_SetKernel(const CommandContext &) {
-  if (Config_Load(LOAD_FILE) != ZOR_OK) return 1;
-  return Config_Save(true);
+int Run_SetKernel(const CommandContext &ctx) {
+  if (Config_Load(LOAD_FILE, ctx.inv.configFilePath) != ZOR_OK) return 1;
+  return Config_Save(true, ctx.inv.configFilePath);
 }
 
 int Run_ResetKernel(const CommandContext &) {
@@ -437,7 +438,7 @@ int Run_ResetKernel(const CommandContext &) {
 }
 
 int Run_List(const CommandContext &ctx) {
-  if (Config_Load(LoadSourceOf(ctx.state)) != ZOR_OK) return 1;
+  if (Config_Load(LoadSourceOf(ctx.inv), ctx.inv.configFilePath) != ZOR_OK) return 1;
   DVSState_SwitchForEach(List_Switch, const_cast<char *>(ctx.sw));
   return 0;
 }
@@ -445,11 +446,14 @@ int Run_List(const CommandContext &ctx) {
 int Run_SelfTest(const CommandContext &) {
   return DataSelfTest();
 }
-int Run_Daemon(const CommandContext &) {
-  return Config_Daemon();
+
+int Run_Daemon(const CommandContext &ctx) {
+  return Config_Daemon(ctx.inv.configFilePath);
 }
+
 int Run_ListenEvents(const CommandContext &) {
-  Event_Listen();
+  Event_Listen(); /* returns only when the host refuses the registration */
+  Panic("NOT_REACHED %s:%d\n", "apps/net/dvs/brakk", 662);
 }
 
 int Run_PostEvent(const CommandContext &ctx) {
@@ -468,7 +472,7 @@ constexpr CommandRow commandTable[] = {
   {CMD_SET_KERNEL,        "-S",                NOTHING,          AT_ONCE,     Run_SetKernel},
   {CMD_RESET_KERNEL,      "-R",                NOTHING,          AT_ONCE,     Run_ResetKernel},
   {CMD_LIST,              "-l",                NOTHING,          AT_ONCE,     Run_List},
-  {CMD_ADD_SWITCH,        "-a",                SWITCH,           OWN_LOOKUP,  Cmd_AddSwitch},
+  {CMD_ADD_SWITCH,        "-a",                SWITCH,           NO_LOOKUP,   Cmd_AddSwitch},
   {CMD_DELETE_SWITCH,     "-d",                SWITCH,           SWITCH_FLOW, Cmd_DeleteSwitch},
   {CMD_ADD_PORT,          "-A",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_AddPort},
   {CMD_DELETE_PORT,       "-D",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_DeletePort},
@@ -495,8 +499,8 @@ constexpr CommandRow commandTable[] = {
   {CMD_SET_DVFILTER,      "-F",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_SetDvfilter},
   {CMD_SET_RESPOOL_LIST,  "-k",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolList},
   {CMD_SET_RESPOOL_SCHED, "-j",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolScheduling},
-  {CMD_SET_RESPOOL_CFG,   "-K",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolConfig},
-  {CMD_SET_RESPOOL_ASSOC, "-z",                UNCHECKED,        SWITCH_FLOW, Cmd_SetRespoolAssociation},
+  {CMD_SET_RESPOOL_CFG,   "-K",                PORT_ONCE_FOUND,  SWITCH_FLOW, Cmd_SetRespoolConfig},
+  {CMD_SET_RESPOOL_ASSOC, "-z",                PORT_ONCE_FOUND,  SWITCH_FLOW, Cmd_SetRespoolAssociation},
   {CMD_SET_HOST_STATUS,   "-H",                SWITCH,           SWITCH_FLOW, Cmd_SetHostStatus},
   {CMD_SET_MTU,           "--mtu",             SWITCH,           SWITCH_FLOW, Cmd_SetMtu},
   {CMD_UPLINK_RESET,      "--reset",           PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_UplinkReset},
@@ -509,21 +513,21 @@ constexpr CommandRow commandTable[] = {
   {CMD_MISC_INFO,         "--miscInfo",        NOTHING,          AT_ONCE,     Cmd_MiscInfo},
   {CMD_ZORNIC_IP,         "--zornicIp",        NOTHING,          AT_ONCE,     Cmd_ZornicIp},
   {CMD_CMD_EXEC,          "--cmdExec",         SWITCH,           AT_ONCE,     Cmd_CmdExec},
-  {CMD_TEAMCHK_DEPLOY,    "--teamchkDeploy",   UNCHECKED,        SWITCH_FLOW, Cmd_TeamchkDeploy},
-  {CMD_TEAMCHK_REMOVE,    "--teamchkRemove",   UNCHECKED,        SWITCH_FLOW, Cmd_TeamchkRemove},
-  {CMD_TEAMCHK_PARAM,     "--teamchkParam",    UNCHECKED,        SWITCH_FLOW, Cmd_TeamchkParam},
-  {CMD_VLANMTUCHK_DEPLOY, "--vlanMTUChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_VlanMtuChkDeploy},
-  {CMD_VLANMTUCHK_REMOVE, "--vlanMTUChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_VlanMtuChkRemove},
-  {CMD_VLANMTUCHK_PARAM,  "--vlanMTUChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_VlanMtuChkParam},
-  {CMD_QELTVLMCHK_DEPLOY, "--qeltVLMChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkDeploy},
-  {CMD_QELTVLMCHK_REMOVE, "--qeltVLMChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkRemove},
-  {CMD_QELTVLMCHK_PARAM,  "--qeltVLMChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_QeltVlmChkParam},
+  {CMD_TEAMCHK_DEPLOY,    "--teamchkDeploy",   UNCHECKED,        SWITCH_FLOW, Cmd_CheckDeploy},
+  {CMD_TEAMCHK_REMOVE,    "--teamchkRemove",   UNCHECKED,        SWITCH_FLOW, Cmd_CheckRemove},
+  {CMD_TEAMCHK_PARAM,     "--teamchkParam",    UNCHECKED,        SWITCH_FLOW, Cmd_CheckParam},
+  {CMD_VLANMTUCHK_DEPLOY, "--vlanMTUChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_CheckDeploy},
+  {CMD_VLANMTUCHK_REMOVE, "--vlanMTUChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_CheckRemove},
+  {CMD_VLANMTUCHK_PARAM,  "--vlanMTUChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_CheckParam},
+  {CMD_QELTVLMCHK_DEPLOY, "--qeltVLMChkDeploy", UNCHECKED,        SWITCH_FLOW, Cmd_CheckDeploy},
+  {CMD_QELTVLMCHK_REMOVE, "--qeltVLMChkRemove", UNCHECKED,        SWITCH_FLOW, Cmd_CheckRemove},
+  {CMD_QELTVLMCHK_PARAM,  "--qeltVLMChkParam", UNCHECKED,        SWITCH_FLOW, Cmd_CheckParam},
   {CMD_ENABLE_SINK,       "--enableSink",      SWITCH_AND_PORT,  SWITCH_FLOW, Cmd_EnableSink},
   {CMD_SET_LACP,          "--setLACP",         UNCHECKED,        SWITCH_FLOW, Cmd_SetLacp},
   {CMD_CONFIG_LAG,        "--configLAG",       UNCHECKED,        SWITCH_FLOW, Cmd_ConfigLag},
   {CMD_SET_VERSION,       "--setVersion",      UNCHECKED,        SWITCH_FLOW, Cmd_SetVersion},
   {CMD_SET_DVSID,         "--setDVSID",        UNCHECKED,        SWITCH_FLOW, Cmd_SetDvsId},
-  {CMD_PERSIST,           "--persist",         UNCHECKED,        OWN_LOOKUP,  Cmd_Persist},
+  {CMD_PERSIST,           "--persist",         UNCHECKED,        NO_LOOKUP,   Cmd_Persist},
   {CMD_NOPERSIST,         "--nopersist",       UNCHECKED,        SWITCH_FLOW, Cmd_NoPersist},
 };
 // clang-format on
@@ -585,6 +589,7 @@ void CheckArguments(Needs needs, const char *sw, const Invocation &inv) {
       break;
     case NOTHING:
     case UNCHECKED:
+    case PORT_ONCE_FOUND:
       break;
   }
 }
@@ -603,17 +608,21 @@ SwitchClass ClassOf(DVSSwitch *h) {
 }
 
 /*
- * Finds the switch in the configuration the command works on and returns
- * its class. Leaves the configuration state empty in kernel mode and
- * freshly loaded from the file in file mode. Ends the process (255) when
- * --className was given, nothing loads, or the switch is missing.
+ * The switch flow: loads the configuration that the command works on
+ * (the file in file mode, the kernel's state in kernel mode), finds the
+ * switch and leaves the state loaded for the handler, which edits it in
+ * file mode and reads the switch's ports from it where it must. Ends the
+ * process (255) when --className was given, nothing loads, or the switch
+ * is missing. Returns the handle.
  */
-SwitchClass EnterSwitchFlow(const Invocation &inv, const StateOps &state, const char *sw) {
+DVSSwitch *EnterSwitchFlow(const Invocation &inv, const char *sw) {
   if (inv.className != nullptr) {
     fprintf(stderr, "Class name is not require for command %d.\n", inv.command);
     Brakk_Exit(-1);
   }
-  if (Config_Load(LoadSourceOf(state)) != ZOR_OK) FailFrontEnd("Failed to load config.\n");
+  if (Config_Load(LoadSourceOf(inv), inv.configFilePath) != ZOR_OK) {
+    FailFrontEnd("Failed to load config.\n");
+  }
   if (sw == nullptr) FailFrontEnd("Switch ID is not specified.\n");
   DVSSwitch *h = DVSState_SwitchFind(sw);
   if (h == nullptr) {
@@ -621,22 +630,33 @@ SwitchClass EnterSwitchFlow(const Invocation &inv, const StateOps &state, const 
     fprintf(stderr, "Switch handle not found by id %s\n", sw);
     Brakk_Exit(-1);
   }
-  const SwitchClass cls = ClassOf(h);
-  const ZOR_ReturnStatus status = DVSState_ConfigReset();
-  if (status != ZOR_OK) {
-    fprintf(stderr, "DVSState_ConfigReset failed, %s\n", ZOR_ReturnStatusToString(status));
-  }
-  if (state.fileMode && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
-  return cls;
+  return h;
 }
 
-/* Reports a failed command, or saves the file after a successful one, and ends the process. */
-[[noreturn]] void Finish(const StateOps &state, ZOR_ReturnStatus status) {
+/*
+ * Ends the process the way the handler's result asks: a failed status is
+ * reported, a successful one saves the file in file mode; the exit status
+ * is the command's.
+ */
+[[noreturn]] void Finish(const Invocation &inv, const CommandResult &result) {
+  ZOR_ReturnStatus status = result.status;
+  switch (result.end) {
+    case CommandEnd::USAGE:
+      if (result.usageLine != nullptr) fputs(result.usageLine, stderr);
+      Usage_Print();
+    case CommandEnd::EXIT:
+      Brakk_Exit(result.exitStatus);
+    case CommandEnd::SAVE_STATUS:
+      status = static_cast<ZOR_ReturnStatus>(Config_Save(false, inv.configFilePath));
+      break;
+    case CommandEnd::STATUS:
+      break;
+  }
   if (status != ZOR_OK) {
     fprintf(stderr, "Operation failed: status = 0x%x\n", status);
     Brakk_Exit(static_cast<int>(status));
   }
-  Brakk_Exit(state.fileMode ? Config_Save(false) : 0);
+  Brakk_Exit(inv.configFilePath != nullptr ? Config_Save(false, inv.configFilePath) : 0);
 }
 
 }  // namespace
@@ -646,7 +666,8 @@ int main(int argc, char **argv) {
   Invocation inv;
   ParseOptions(argc, argv, inv);
   /* The mode is fixed once the options are read: -f edits a configuration, else the kernel. */
-  const StateOps &state = configFilePath != nullptr ? CONFIG_STATE_OPS : KERNEL_STATE_OPS;
+  const bool fileMode = inv.configFilePath != nullptr;
+  const StateOps &state = fileMode ? CONFIG_STATE_OPS : KERNEL_STATE_OPS;
 
   SwitchId id;
   ResolveSwitchArgument(argc, argv, inv, id);
@@ -654,14 +675,20 @@ int main(int argc, char **argv) {
   const CommandRow &row = commandTable[inv.command];
   CheckArguments(row.needs, id.text, inv);
 
+  CommandContext ctx{id.text, SWITCH_CLASS_NONE, nullptr, 0, inv, state};
   switch (row.flow) {
     case AT_ONCE:
-      Brakk_Exit(row.action.run(CommandContext{id.text, SWITCH_CLASS_NONE, inv, state}));
-    case OWN_LOOKUP:
-      Finish(state, row.action.handler(CommandContext{id.text, SWITCH_CLASS_NONE, inv, state}));
+      Brakk_Exit(row.action.run(ctx));
+    case NO_LOOKUP:
+      /* The switch need not exist; in file mode the command edits the loaded file. */
+      if (fileMode && Config_Load(LOAD_FILE, inv.configFilePath) != ZOR_OK) Brakk_Exit(-1);
+      Finish(inv, row.action.handler(ctx));
     case SWITCH_FLOW: {
-      const SwitchClass cls = EnterSwitchFlow(inv, state, id.text);
-      Finish(state, row.action.handler(CommandContext{id.text, cls, inv, state}));
+      ctx.handle = EnterSwitchFlow(inv, id.text);
+      ctx.cls = ClassOf(ctx.handle);
+      ctx.version = ctx.handle->version;
+      if (row.needs == PORT_ONCE_FOUND) RequirePort(inv);
+      Finish(inv, row.action.handler(ctx));
     }
   }
   return 0;

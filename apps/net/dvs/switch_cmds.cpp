@@ -22,9 +22,9 @@
 #include "listing/listing.h"
 #include "listing/runtime.h"
 #include "props/bytes.h"
-#include "props/vlan.h"
-#include "state/config.h"
+#include "props/common.h"
 #include "state/kernel_reply.h"
+#include "state/state_ops.h"
 #include "state/target.h"
 
 namespace {
@@ -44,28 +44,6 @@ bool StartsWith(const char *text, const char *prefix) {
 
 uint32_t TextSize(const char *text) {
   return static_cast<uint32_t>(strlen(text) + 1);
-}
-
-/* ---- Port_Init -------------------------------------------------------- */
-
-/* Adds the initial properties of a port to tree; failures of single updates are not reported. */
-void AddInitialProperties(DVSData *tree, const char *portName, bool uplink, bool withLongProp,
-                          SwitchClass cls) {
-  static const char blockValue[] = "false";
-  const ByteWriter connectId = U32Value(1);
-  const ByteWriter vlan = VlanPolicy_BuildInitial(uplink);
-
-  DVSData_Update(tree, KEY_PORT_ALIAS, portName, TextSize(portName), PROP_CONFIG);
-  DVSData_Update(tree, KEY_PORT_CONNECTID, connectId.Data(), connectId.Length(), PROP_CONFIG);
-  DVSData_Update(tree, KEY_PORT_BLOCK, blockValue, sizeof(blockValue), PROP_CONFIG);
-  DVSData_Update(tree, VlanPolicy_Key(cls), vlan.Data(), vlan.Length(), PROP_CONFIG);
-  if (withLongProp) {
-    /* LONG_PROP_LEN - 1 bytes 'x' and a NUL. */
-    const std::string text(LONG_PROP_LEN - 1, 'x');
-    ByteWriter longValue(LONG_PROP_LEN);
-    longValue.PutText(0, LONG_PROP_LEN, text.c_str());
-    DVSData_Update(tree, KEY_LONG_PROP, longValue.Data(), longValue.Length(), PROP_CONFIG);
-  }
 }
 
 /* ---- Add switch ------------------------------------------------------- */
@@ -175,27 +153,15 @@ bool IsValidSwitchVersion(int32_t version) {
 
 }  // namespace
 
-ZOR_ReturnStatus Port_Init(const StateOps &state, const char *sw, const char *portName, bool uplink,
-                           bool withLongProp, SwitchClass cls) {
-  DVSData *tree = nullptr;
-  ZOR_ReturnStatus status = DVSData_Alloc(&tree, malloc, free);
-  if (status != ZOR_OK) return status;
-  AddInitialProperties(tree, portName, uplink, withLongProp, cls);
-  return state.portAdd(sw, portName, tree);
-}
-
-ZOR_ReturnStatus Cmd_AddSwitch(const CommandContext &ctx) {
-  if (ctx.sw == nullptr || switchArgument == nullptr) return ZOR_BAD_PARAM;
+CommandResult Cmd_AddSwitch(const CommandContext &ctx) {
   const SwitchKind kind = ChooseSwitchKind(ctx.inv);
-  /* The switch need not exist, so the front end has loaded nothing yet. */
-  if (ctx.state.fileMode && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
   ZOR_ReturnStatus status =
       ctx.state.switchAdd(ctx.sw, kind.className, ctx.inv.maxPorts, kind.version);
   if (status != ZOR_OK) return status;
 
   /* The name as typed becomes the alias by which later commands find the switch. */
-  Target_SetProp(ctx.state, ctx.sw, DVS_TARGET_GLOBAL_LIST, KEY_SWITCH_ALIAS, switchArgument,
-                 TextSize(switchArgument));
+  Target_SetProp(ctx.state, ctx.sw, DVS_TARGET_GLOBAL_LIST, KEY_SWITCH_ALIAS,
+                 ctx.inv.switchArgument, TextSize(ctx.inv.switchArgument));
 
   if (ctx.inv.createAllPorts) {
     for (int32_t i = 0; i < ctx.inv.maxPorts; i++) {
@@ -206,19 +172,19 @@ ZOR_ReturnStatus Cmd_AddSwitch(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_DeleteSwitch(const CommandContext &ctx) {
+CommandResult Cmd_DeleteSwitch(const CommandContext &ctx) {
   return ctx.state.switchRemove(ctx.sw);
 }
 
-ZOR_ReturnStatus Cmd_AddPort(const CommandContext &ctx) {
+CommandResult Cmd_AddPort(const CommandContext &ctx) {
   return Port_Init(ctx.state, ctx.sw, ctx.inv.portName, false, false, ctx.cls);
 }
 
-ZOR_ReturnStatus Cmd_DeletePort(const CommandContext &ctx) {
+CommandResult Cmd_DeletePort(const CommandContext &ctx) {
   return ctx.state.portRemove(ctx.sw, ctx.inv.portName);
 }
 
-ZOR_ReturnStatus Cmd_GetProp(const CommandContext &ctx) {
+CommandResult Cmd_GetProp(const CommandContext &ctx) {
   const char *key = ctx.inv.commandArg;
   PropValue value;
   /* Reading a single property is a kernel query; a file is only listed whole. */
@@ -229,12 +195,13 @@ ZOR_ReturnStatus Cmd_GetProp(const CommandContext &ctx) {
     fprintf(stderr, "Failed to get port data: %s\n", ZOR_ReturnStatusToString(status));
     return status;
   }
-  listingHighVersion = KernelSwitchIsHighVersion(ctx.sw);
-  Prop_Print(key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
+  PrintContext pc;
+  pc.highVersion = KernelSwitchIsHighVersion(ctx.sw);
+  Prop_Print(pc, key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetProp(const CommandContext &ctx) {
+CommandResult Cmd_SetProp(const CommandContext &ctx) {
   const char *arg = ctx.inv.commandArg;
   const char *target = ctx.inv.portName;
   const char *equals = strchr(arg, '=');
@@ -251,19 +218,19 @@ ZOR_ReturnStatus Cmd_SetProp(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_UnsetProp(const CommandContext &ctx) {
+CommandResult Cmd_UnsetProp(const CommandContext &ctx) {
   return Target_ClearProp(ctx.state, ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
 }
 
-ZOR_ReturnStatus Cmd_Associate(const CommandContext &ctx) {
+CommandResult Cmd_Associate(const CommandContext &ctx) {
   return DVSZOR_SwitchAssociate(ctx.sw);
 }
 
-ZOR_ReturnStatus Cmd_Dissociate(const CommandContext &ctx) {
+CommandResult Cmd_Dissociate(const CommandContext &ctx) {
   return DVSZOR_SwitchDissociate(ctx.sw);
 }
 
-ZOR_ReturnStatus Cmd_SetLinkStatus(const CommandContext &ctx) {
+CommandResult Cmd_SetLinkStatus(const CommandContext &ctx) {
   if (ctx.inv.commandArg == nullptr) return ZOR_BAD_PARAM;
   /* strtok works on a copy: the argument vector stays as typed. */
   std::vector<char> text(ctx.inv.commandArg, ctx.inv.commandArg + strlen(ctx.inv.commandArg) + 1);
@@ -296,12 +263,12 @@ ZOR_ReturnStatus Cmd_SetLinkStatus(const CommandContext &ctx) {
                            value.Length(), PROP_CONFIG);
 }
 
-ZOR_ReturnStatus Cmd_SetMaxPorts(const CommandContext &ctx) {
-  if (ctx.state.fileMode) Brakk_Exit(Config_Save(false)); /* the file has no such setting */
+CommandResult Cmd_SetMaxPorts(const CommandContext &ctx) {
+  if (ctx.state.fileMode) return ZOR_OK; /* the file has no such setting; it is rewritten */
   return DVSZOR_SwitchSetMaxPorts(ctx.sw, ctx.inv.maxPorts);
 }
 
-ZOR_ReturnStatus Cmd_SetVersion(const CommandContext &ctx) {
+CommandResult Cmd_SetVersion(const CommandContext &ctx) {
   const int32_t version = ctx.inv.dvsVersion;
   if (!IsValidSwitchVersion(version)) {
     fprintf(stderr, "Wrong parameters for DVS version\n");
@@ -315,19 +282,17 @@ ZOR_ReturnStatus Cmd_SetVersion(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetDvsId(const CommandContext &ctx) {
+CommandResult Cmd_SetDvsId(const CommandContext &ctx) {
   return KERNEL_STATE_OPS.hostSet(ctx.sw, KEY_HOST_DVSID, ctx.inv.commandArg, ctx.inv.dvsIdLength,
                                   PROP_VOLATILE);
 }
 
-ZOR_ReturnStatus Cmd_Persist(const CommandContext &ctx) {
-  /* In file mode the loaded configuration is what the front end then saves. */
-  if (ctx.state.fileMode && Config_Load(LOAD_FILE) != ZOR_OK) Brakk_Exit(-1);
+CommandResult Cmd_Persist(const CommandContext &) {
   Event_Post(EVENT_PERSIST, nullptr, nullptr, nullptr, 0);
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_NoPersist(const CommandContext &ctx) {
+CommandResult Cmd_NoPersist(const CommandContext &ctx) {
   const char *arg = ctx.inv.commandArg;
   uint8_t flag;
   if (StartsWith(arg, "true")) {

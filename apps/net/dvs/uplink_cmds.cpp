@@ -17,8 +17,8 @@
 #include <optional>
 
 #include "props/bytes.h"
-#include "state/config.h"
 #include "state/kernel_reply.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -73,18 +73,18 @@ void PrintUplinkStatistics(const void *reply, uint32_t len) {
   }
 }
 
-ZOR_ReturnStatus Cmd_UplinkReset(const CommandContext &ctx) {
+CommandResult Cmd_UplinkReset(const CommandContext &ctx) {
   if (ctx.state.fileMode) return ZOR_FAILURE;
   return DVSZOR_UplinkDataSet(ctx.sw, ctx.inv.portName, UPLINK_DATA_RESET, nullptr, 0, PROP_CONFIG);
 }
 
-ZOR_ReturnStatus Cmd_UplinkSetCap(const CommandContext &ctx) {
+CommandResult Cmd_UplinkSetCap(const CommandContext &ctx) {
   /* File mode: nothing to do in the file; the status is that of rewriting it. */
-  if (ctx.state.fileMode) return static_cast<ZOR_ReturnStatus>(Config_Save(false));
+  if (ctx.state.fileMode) return CommandResult::SaveStatus();
   return SetCapability(ctx, static_cast<uint64_t>(static_cast<int64_t>(ctx.inv.capValue)));
 }
 
-ZOR_ReturnStatus Cmd_UplinkGetCap(const CommandContext &ctx) {
+CommandResult Cmd_UplinkGetCap(const CommandContext &ctx) {
   if (ctx.state.fileMode) return ZOR_FAILURE;
   KernelReply reply;
   ZOR_ReturnStatus status = DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_CAPABILITY,
@@ -96,7 +96,7 @@ ZOR_ReturnStatus Cmd_UplinkGetCap(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_UplinkVlan(const CommandContext &ctx) {
+CommandResult Cmd_UplinkVlan(const CommandContext &ctx) {
   const uint32_t vlan = static_cast<uint32_t>(strtol(ctx.inv.commandArg, nullptr, 10));
   if (ctx.state.fileMode || vlan > UPLINK_VLAN_MAX) return ZOR_FAILURE;
   if (SetCapability(ctx, UPLINK_CAP_VLAN) != ZOR_OK) return ZOR_FAILURE;
@@ -106,7 +106,7 @@ ZOR_ReturnStatus Cmd_UplinkVlan(const CommandContext &ctx) {
                               value.Length(), PROP_CONFIG);
 }
 
-ZOR_ReturnStatus Cmd_UplinkStates(const CommandContext &ctx) {
+CommandResult Cmd_UplinkStates(const CommandContext &ctx) {
   if (ctx.state.fileMode) return ZOR_FAILURE;
   KernelReply reply;
   if (DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_STATES, &reply.data, &reply.len) !=
@@ -116,7 +116,7 @@ ZOR_ReturnStatus Cmd_UplinkStates(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_UplinkStats(const CommandContext &ctx) {
+CommandResult Cmd_UplinkStats(const CommandContext &ctx) {
   if (ctx.state.fileMode) return ZOR_FAILURE;
   KernelReply reply;
   ZOR_ReturnStatus status = DVSZOR_UplinkDataGet(ctx.sw, ctx.inv.portName, UPLINK_DATA_STATISTICS,
@@ -126,7 +126,7 @@ ZOR_ReturnStatus Cmd_UplinkStats(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetMtu(const CommandContext &) {
+CommandResult Cmd_SetMtu(const CommandContext &) {
   puts("unable to set switch mtu. this command-line option is deprecated.");
   puts("please use tarncfg-vswitch instead");
   return ZOR_NOT_SUPPORTED;

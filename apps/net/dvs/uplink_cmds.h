@@ -14,7 +14,7 @@
 
 #include <stdint.h>
 
-#include "brakk.h"
+#include "base/command.h"
 
 /* The capability word that --vlan sets before it sets the VLAN. */
 #define UPLINK_CAP_VLAN 0x300ull
@@ -24,19 +24,20 @@
 #define CMD_EXEC_RESULT_MAX 256u
 
 /* --reset: resets the -p uplink's state. Returns the library's status. */
-ZOR_ReturnStatus Cmd_UplinkReset(const CommandContext &ctx);
-/* --cap: sets the capability word (sign-extended --cap value); file mode only saves. */
-ZOR_ReturnStatus Cmd_UplinkSetCap(const CommandContext &ctx);
+CommandResult Cmd_UplinkReset(const CommandContext &ctx);
+/* --cap: sets the capability word (sign-extended --cap value); file mode only saves the file
+   and takes the save's result as the status. */
+CommandResult Cmd_UplinkSetCap(const CommandContext &ctx);
 /* --getCap: prints the capability word. Returns the library's status. */
-ZOR_ReturnStatus Cmd_UplinkGetCap(const CommandContext &ctx);
+CommandResult Cmd_UplinkGetCap(const CommandContext &ctx);
 /* --vlan: sets capability 0x300, then the uplink VLAN; any failure is ZOR_FAILURE. */
-ZOR_ReturnStatus Cmd_UplinkVlan(const CommandContext &ctx);
+CommandResult Cmd_UplinkVlan(const CommandContext &ctx);
 /* --states: reads the uplink states and prints nothing; any failure is ZOR_FAILURE. */
-ZOR_ReturnStatus Cmd_UplinkStates(const CommandContext &ctx);
+CommandResult Cmd_UplinkStates(const CommandContext &ctx);
 /* --stats: prints the uplink statistics. Returns the library's status. */
-ZOR_ReturnStatus Cmd_UplinkStats(const CommandContext &ctx);
+CommandResult Cmd_UplinkStats(const CommandContext &ctx);
 /* --mtu: prints the deprecation notice; always ZOR_NOT_SUPPORTED. */
-ZOR_ReturnStatus Cmd_SetMtu(const CommandContext &ctx);
+CommandResult Cmd_SetMtu(const CommandContext &ctx);
 
 /*
  * Prints the uplink statistics reply of length len: the heading and the

@@ -17,7 +17,6 @@
 
 #include <iterator>
 
-#include "brakk.h"
 #include "props/bytes.h"
 #include "state/config.h"
 
@@ -184,10 +183,10 @@ void Event_PrintMsg(const DVSEventMsg *msg) {
  * Event_Listen --
  *
  *    The -g command: registers for switch events and prints each one as it
- *    arrives, for ever. A refused registration ends the process through
- *    Panic. The poll has no timeout, so the wait keeps one processor busy.
+ *    arrives, for ever. A refused registration is printed and returns. The
+ *    poll has no timeout, so the wait keeps one processor busy.
  */
-[[noreturn]] void Event_Listen() {
+void Event_Listen() {
   int handle = -1;
   ZOR_ReturnStatus status = DVSEvent_Register(&handle);
   if (status != ZOR_OK) {
@@ -196,7 +195,7 @@ void Event_PrintMsg(const DVSEventMsg *msg) {
       printf("Run this command as a userworld\n");
     }
     fflush(stdout);
-    Panic("NOT_REACHED %s:%d\n", "apps/net/dvs/brakk", 662);
+    return;
   }
 
   for (;;) {
@@ -222,13 +221,13 @@ void Event_PrintMsg(const DVSEventMsg *msg) {
  *
  *    The -Z command: loads the stored configuration (the store or the -f
  *    file) into the kernel, detaches, and then every 30 seconds copies the
- *    kernel's state back to the same place. A failed load or push ends the
- *    process with 255. Returns 0 only when detaching fails.
+ *    kernel's state back to the same place. A failed load or push returns
+ *    255; detaching that fails returns 0.
  */
-int Config_Daemon() {
-  if (Config_Load(LOAD_FILE) != ZOR_OK || Config_Save(true) != 0) {
+int Config_Daemon(const char *path) {
+  if (Config_Load(LOAD_FILE, path) != ZOR_OK || Config_Save(true, path) != 0) {
     fprintf(stderr, "LoadConfig failed to load DVS configuration\n");
-    Brakk_Exit(255);
+    return 255;
   }
   DVSState_ConfigReset();
   fprintf(stderr, "starting DVS daemon...\n");
@@ -244,10 +243,10 @@ int Config_Daemon() {
 
   for (;;) {
     sleep(DAEMON_PERIOD_SECONDS);
-    if (Config_Load(LOAD_KERNEL_STATE) != ZOR_OK) {
+    if (Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) {
       continue;
     }
-    Config_Save(false);
+    Config_Save(false, path);
     DVSState_ConfigReset();
   }
 }

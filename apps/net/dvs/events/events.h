@@ -40,10 +40,18 @@ const char *Event_TypeName(uint32_t type);
  * past the message or its data block.
  */
 void Event_PrintMsg(const DVSEventMsg *msg);
-/* The -g listener; never returns. */
-[[noreturn]] void Event_Listen();
-/* The -Z daemon; returns 0 only when detaching fails, else never returns. */
-int Config_Daemon();
+/*
+ * The -g listener: prints every event as it arrives and never returns,
+ * unless the host refuses the registration, which it prints before it
+ * returns.
+ */
+void Event_Listen();
+/*
+ * The -Z daemon on the configuration of path (the store when null):
+ * returns 255 after a message when the configuration cannot be pushed to
+ * the kernel, 0 when detaching fails, and otherwise never returns.
+ */
+int Config_Daemon(const char *path);
 /* The -T self-test; returns 0 when every step succeeds, else -1. */
 int DataSelfTest();
 

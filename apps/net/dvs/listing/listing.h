@@ -1,44 +1,58 @@
 /*
  * listing.h --
  *
- *    The listing of switches, their property lists and ports, the table
- *    that maps property keys to printers, and the default printers.
+ *    The listing of switches, their property lists and ports; the printer
+ *    table, built from the list of families, and the lookup that chooses a
+ *    property's printer; the default printers.
  */
 
 #ifndef APPS_NET_DVS_LISTING_LISTING_H
 #define APPS_NET_DVS_LISTING_LISTING_H
 
-#include <stddef.h>
 #include <stdint.h>
 
+#include <span>
+
+#include "base/family.h"
+#include "base/print.h"
 #include "dvslib.h"
 
-/* Prints one property: key, value bytes, value length, flags word. */
-typedef void (*PropPrinter)(const char *key, const void *value, uint32_t length, int32_t flags);
+/*
+ * The printer table: the rows of every family in the order of the list of
+ * families, then the default row (no key, the hex dump). Built on first use.
+ */
+std::span<const PropPrinterRow> Prop_PrinterTable();
 
-struct PropPrinterRow {
-  const char *key; /* null in the last (default) row */
-  PropPrinter printer;
-};
+/*
+ * Prints one property with the printer that the table gives for its key
+ * (exact match; the default printer otherwise). For a switch of the newer
+ * layout (pc.highVersion), every key under the vswitch and qel prefixes is
+ * hex-dumped instead, whatever the table says.
+ */
+void Prop_Print(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                int32_t flags);
+/*
+ * The default printer: a NUL-terminated text of printable characters as
+ * Prop_PrintString shows it, anything else as hex bytes up to the last
+ * nonzero one and a count of the trailing zeros; then the flags.
+ */
+void Prop_PrintHexDump(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                       int32_t flags);
+/* A value as text: up to its first NUL (or its end), then the flags on the same line. */
+void Prop_PrintString(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                      int32_t flags);
 
-extern const PropPrinterRow propPrinterTable[];
-extern const size_t propPrinterTableSize; /* rows, the default row included */
+/* The listing's own printer rows (the host's DVS ID, shown as text). */
+extern const PropFamily LISTING_FAMILY;
 
-/* True while the properties of a switch whose version is above 99 are printed. */
-extern bool listingHighVersion;
-
-#define PROP_FLAGS_TEXT_LEN 64
-
-/* Writes the names of the flag bits into text (PROP_FLAGS_TEXT_LEN bytes). */
-void Prop_FlagsToString(int32_t flags, char *text);
-/* Chooses the printer for key from propPrinterTable and calls it. */
-void Prop_Print(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintHexDump(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintString(const char *key, const void *value, uint32_t length, int32_t flags);
-
-/* Visitors of the listing walk. wantedId: switch ID text to list, or null for all. */
+/*
+ * Visitors of the listing walk. List_Switch's context is the switch ID
+ * text to list, or null for all; it prints the switch, its lists and its
+ * ports and stops the walk once the wanted switch is printed. List_Port's
+ * and List_Property's context is the PrintContext of the switch.
+ */
 bool List_Switch(DVSSwitch *h, void *wantedId);
-int List_Port(DVSPort *p, void *context);
-int List_Property(DVSDataNode *node, void *context);
+int List_Port(DVSPort *p, void *printContext);
+int List_Property(DVSDataNode *node, void *printContext);
 
 #endif  // APPS_NET_DVS_LISTING_LISTING_H

@@ -16,24 +16,15 @@
 #include <string>
 #include <string_view>
 
-#include "listing/listing.h"
 #include "props/bytes.h"
+#include "props/common.h"
 
 namespace {
-
-/* The flags word as its propType text. */
-struct FlagsText {
-  char text[PROP_FLAGS_TEXT_LEN];
-  explicit FlagsText(int32_t flags) { Prop_FlagsToString(flags, text); }
-};
 
 /* ---- Link status -------------------------------------------------------- */
 
 /* The line printed for each speed and duplex code. */
-const struct {
-  uint16_t code;
-  const char *line;
-} linkSpeedLines[] = {
+const ValueName linkSpeedLines[] = {
     {1, " auto negotiation"},        {2, " 10 Mb/s, half duplex"},
     {4, " 10 Mb/s, full duplex"},    {8, " 100 Mb/s, half duplex"},
     {16, " 100 Mb/s, full duplex"},  {32, " 1000 Mb/s, half duplex"},
@@ -122,14 +113,13 @@ struct ServiceText {
 };
 
 void PutLine(std::string_view text) {
-  if (!text.empty()) fwrite(text.data(), 1, text.size(), stdout);
+  Prop_PutText(text);
   putchar('\n');
 }
 
 /* Walks a service text and prints its elements with words. */
 void PrintService(const char *key, const void *value, uint32_t length, int32_t flags,
                   const ServiceWords &words) {
-  const FlagsText flagsText(flags);
   const ByteReader r(value, length);
   ServiceText service{r.Text(0, length).value_or(std::string_view())};
   printf("\t\t\t%s:\n", key);
@@ -147,7 +137,7 @@ void PrintService(const char *key, const void *value, uint32_t length, int32_t f
     }
     if (!ok) {
       PutLine(service.text);
-      printf("\t\t\tpropType = %s\n", flagsText.text);
+      Prop_PrintFlagsLine(flags);
       return;
     }
     if (tag == words.listTag) {
@@ -157,42 +147,60 @@ void PrintService(const char *key, const void *value, uint32_t length, int32_t f
     } else if (tag == "/od") {
       element++;
     } else if (tag == words.closingTag) {
-      printf("\t\t\tpropType = %s\n", flagsText.text);
+      Prop_PrintFlagsLine(flags);
       return;
     } else if (tag == words.emptyTag) {
       PutLine(words.emptyText);
-      printf("\t\t\tpropType = %s\n", flagsText.text);
+      Prop_PrintFlagsLine(flags);
       return;
     }
   }
 }
 
+const PropPrinterRow runtimePrinters[] = {
+    {KEY_PORT_CONNECTID, Prop_PrintInt},
+    {RUNTIME_KEY_PORT_STATUS, Prop_PrintPortStatus},
+    {RUNTIME_KEY_PASSTHRU_STATUS, Prop_PrintPassthruStatus},
+    {RUNTIME_KEY_STATISTICS, Prop_PrintStatistics},
+    {RUNTIME_KEY_UPGRADE, Prop_PrintUpgrade},
+    {KEY_PORT_LINKSTATUS, Prop_PrintLinkStatus},
+    {RUNTIME_KEY_PORTSET_MTU, Prop_PrintInt},
+    {RUNTIME_KEY_VSWITCH_MTU, Prop_PrintInt},
+    {RUNTIME_KEY_SERVICE_INSTANCE, Prop_PrintServiceInstances},
+    {RUNTIME_KEY_SERVICE_PROFILE, Prop_PrintServiceProfiles},
+    {RUNTIME_KEY_CLEANUP_BARRIER, Prop_PrintInt},
+};
+
 }  // namespace
 
-void Prop_PrintInt(const char *key, const void *value, uint32_t length, int32_t flags) {
-  const FlagsText flagsText(flags);
+const PropFamily RUNTIME_FAMILY = {"runtime", runtimePrinters, {}};
+
+void Prop_PrintInt(const PrintContext &, const char *key, const void *value, uint32_t length,
+                   int32_t flags) {
   const std::optional<int32_t> number = ByteReader(value, length).I32(0);
   printf("\t\t%s = ", key);
   if (!number) {
     printf("\n");
     return;
   }
-  printf("%d , \tpropType = %s\n", *number, flagsText.text);
+  printf("%d", *number);
+  Prop_PrintFlagsLine(flags, " , \t");
 }
 
-void Prop_PrintUpgrade(const char *key, const void *value, uint32_t length, int32_t flags) {
-  const FlagsText flagsText(flags);
+void Prop_PrintUpgrade(const PrintContext &, const char *key, const void *value, uint32_t length,
+                       int32_t flags) {
   const std::optional<uint8_t> state = ByteReader(value, length).U8(0);
   printf("\t\t%s = ", key);
   if (!state) {
     printf("\n");
     return;
   }
-  printf("%d, \tpropType = %s\n", *state, flagsText.text);
+  printf("%d", *state);
+  Prop_PrintFlagsLine(flags, ", \t");
 }
 
-void Prop_PrintLinkStatus(const char *key, const void *value, uint32_t length, int32_t flags) {
-  const FlagsText flagsText(flags);
+void Prop_PrintLinkStatus(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =\n\t\t\t", key);
   const std::optional<uint8_t> up = r.U8(LINK_STATUS_OFF_UP);
@@ -206,20 +214,17 @@ void Prop_PrintLinkStatus(const char *key, const void *value, uint32_t length, i
     printf("\n");
     return;
   }
-  const char *line = nullptr;
-  for (const auto &row : linkSpeedLines) {
-    if (row.code == *code) line = row.line;
-  }
+  const char *line = NameOf(linkSpeedLines, *code, nullptr);
   if (line != nullptr) {
     printf("%s\n", line);
   } else {
     printf(" unknown speed/duplex %d\n", *code);
   }
-  printf("\t\t\tpropType = %s\n", flagsText.text);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintPortStatus(const char *key, const void *value, uint32_t length, int32_t flags) {
-  const FlagsText flagsText(flags);
+void Prop_PrintPortStatus(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =", key);
   const std::optional<uint64_t> bits = r.U64(PORT_STATUS_OFF_BITS);
@@ -246,12 +251,12 @@ void Prop_PrintPortStatus(const char *key, const void *value, uint32_t length, i
     printf("\n");
     return;
   }
-  if (!name->empty()) fwrite(name->data(), 1, name->size(), stdout);
-  printf(" propType = %s\n", flagsText.text);
+  Prop_PutText(*name);
+  Prop_PrintFlagsLine(flags, " ");
 }
 
-void Prop_PrintPassthruStatus(const char *key, const void *value, uint32_t length, int32_t flags) {
-  const FlagsText flagsText(flags);
+void Prop_PrintPassthruStatus(const PrintContext &, const char *key, const void *value,
+                              uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =", key);
   const std::optional<uint8_t> bits = r.U8(PASSTHRU_STATUS_OFF_BITS);
@@ -269,11 +274,11 @@ void Prop_PrintPassthruStatus(const char *key, const void *value, uint32_t lengt
     }
     printf(" noPassthruReason=%" PRIu64 ", ", *reason);
   }
-  printf("\tpropType = %s\n", flagsText.text);
+  Prop_PrintFlagsLine(flags, "\t");
 }
 
-void Prop_PrintStatistics(const char *key, const void *value, uint32_t length, int32_t flags) {
-  const FlagsText flagsText(flags);
+void Prop_PrintStatistics(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   for (uint32_t i = 0; i < PORT_STATISTICS_COUNT; i++) {
@@ -281,14 +286,15 @@ void Prop_PrintStatistics(const char *key, const void *value, uint32_t length, i
     if (!counter) return;
     printf("\t\t\t%s = %" PRIu64 "\n", statisticsNames[i], *counter);
   }
-  printf("\t\t\tpropType = %s\n", flagsText.text);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintServiceProfiles(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintServiceProfiles(const PrintContext &, const char *key, const void *value,
+                               uint32_t length, int32_t flags) {
   PrintService(key, value, length, flags, profileWords);
 }
 
-void Prop_PrintServiceInstances(const char *key, const void *value, uint32_t length,
-                                int32_t flags) {
+void Prop_PrintServiceInstances(const PrintContext &, const char *key, const void *value,
+                                uint32_t length, int32_t flags) {
   PrintService(key, value, length, flags, instanceWords);
 }

@@ -18,11 +18,32 @@
 
 #include <stdint.h>
 
+#include "base/family.h"
+#include "base/print.h"
+
+/* Keys that only the kernel and host agents write; this tool prints them. */
+#define RUNTIME_KEY_PORT_STATUS "com.corvane.common.port.volatile.status"
+#define RUNTIME_KEY_PASSTHRU_STATUS "com.corvane.common.port.volatile.ptstatus"
+#define RUNTIME_KEY_STATISTICS "com.corvane.common.port.statistics"
+#define RUNTIME_KEY_UPGRADE "com.corvane.common.upgrade"
+#define RUNTIME_KEY_PORTSET_MTU "com.corvane.common.portset.mtu"
+#define RUNTIME_KEY_VSWITCH_MTU "com.corvane.vswitch.mtu"
+#define RUNTIME_KEY_SERVICE_INSTANCE "com.corvane.common.serviceinstance"
+#define RUNTIME_KEY_SERVICE_PROFILE "com.corvane.common.port.serviceprofile"
+#define RUNTIME_KEY_CLEANUP_BARRIER "com.corvane.common.port.volatile.cleanupBarrier"
+/* A port's link status, which -M writes. */
+#define KEY_PORT_LINKSTATUS "com.corvane.common.port.linkstatus"
+
+/* The printer rows of the run-time values (and of the connection ID and link status). */
+extern const PropFamily RUNTIME_FAMILY;
+
 /* Integer properties (i32): connection ID, MTU, clean-up barrier. */
-void Prop_PrintInt(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintInt(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                   int32_t flags);
 
 /* Upgrade state: u8. */
-void Prop_PrintUpgrade(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintUpgrade(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                       int32_t flags);
 
 /*
  * LinkStatus, packed, little-endian; 4 bytes.
@@ -34,7 +55,8 @@ void Prop_PrintUpgrade(const char *key, const void *value, uint32_t length, int3
 #define LINK_STATUS_OFF_UP 0
 #define LINK_STATUS_OFF_SPEED 2
 #define LINK_STATUS_LEN 4
-void Prop_PrintLinkStatus(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintLinkStatus(const PrintContext &pc, const char *key, const void *value,
+                          uint32_t length, int32_t flags);
 
 /*
  * PortStatus, packed, little-endian.
@@ -51,7 +73,8 @@ void Prop_PrintLinkStatus(const char *key, const void *value, uint32_t length, i
 #define PORT_STATUS_LINK_UP 0x2
 #define PORT_STATUS_BLOCKED 0x4
 /* A port not in use prints " free" and nothing else. */
-void Prop_PrintPortStatus(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintPortStatus(const PrintContext &pc, const char *key, const void *value,
+                          uint32_t length, int32_t flags);
 
 /*
  * PassthruStatus, packed, little-endian.
@@ -62,11 +85,13 @@ void Prop_PrintPortStatus(const char *key, const void *value, uint32_t length, i
 #define PASSTHRU_STATUS_OFF_BITS 0
 #define PASSTHRU_STATUS_OFF_REASON 8
 #define PASSTHRU_STATUS_ACTIVE 0x8
-void Prop_PrintPassthruStatus(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintPassthruStatus(const PrintContext &pc, const char *key, const void *value,
+                              uint32_t length, int32_t flags);
 
 /* PortStatistics: PORT_STATISTICS_COUNT u64 counters, one line each. */
 #define PORT_STATISTICS_COUNT 16
-void Prop_PrintStatistics(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintStatistics(const PrintContext &pc, const char *key, const void *value,
+                          uint32_t length, int32_t flags);
 
 /*
  * Service profiles and instances: a NUL-terminated text of tags in angle
@@ -78,7 +103,9 @@ void Prop_PrintStatistics(const char *key, const void *value, uint32_t length, i
  */
 #define SERVICE_TEXT_MAX_CHARS 127
 #define SERVICE_TAG_MAX_CHARS 31
-void Prop_PrintServiceProfiles(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintServiceInstances(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintServiceProfiles(const PrintContext &pc, const char *key, const void *value,
+                               uint32_t length, int32_t flags);
+void Prop_PrintServiceInstances(const PrintContext &pc, const char *key, const void *value,
+                                uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_LISTING_RUNTIME_H

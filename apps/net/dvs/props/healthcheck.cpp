@@ -14,9 +14,9 @@
 
 #include <optional>
 
-#include "listing/listing.h"
+#include "base/print.h"
 #include "props/bytes.h"
-#include "state/target.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -80,48 +80,63 @@ int VlanBitmap_Parse(const char *text, uint8_t *bitmap) {
 
 /* ---- Command handlers ----------------------------------------------------- */
 
-ZOR_ReturnStatus Cmd_TeamchkDeploy(const CommandContext &ctx) {
-  return Global_SetDeploy(ctx.state, ctx.sw, static_cast<uint32_t>(ctx.inv.checkInterval),
-                          CHECK_KEY_TEAM_DEPLOY);
+namespace {
+
+/* One check: its three commands and the keys it keeps on the switch's global list. */
+struct HealthCheck {
+  CommandCode deploy;
+  CommandCode remove;
+  CommandCode param;
+  const char *deployKey;
+  const char *paramKey;
+  bool bitmapParam; /* the parameter is the VLAN bitmap, else the teaming check's byte */
+};
+
+const HealthCheck healthChecks[] = {
+    {CMD_TEAMCHK_DEPLOY, CMD_TEAMCHK_REMOVE, CMD_TEAMCHK_PARAM, CHECK_KEY_TEAM_DEPLOY,
+     CHECK_KEY_TEAM_PARAM, false},
+    {CMD_VLANMTUCHK_DEPLOY, CMD_VLANMTUCHK_REMOVE, CMD_VLANMTUCHK_PARAM, CHECK_KEY_VLANMTU_DEPLOY,
+     CHECK_KEY_VLANMTU_PARAM, true},
+    {CMD_QELTVLMCHK_DEPLOY, CMD_QELTVLMCHK_REMOVE, CMD_QELTVLMCHK_PARAM,
+     CHECK_KEY_QELT_VLANMTU_DEPLOY, CHECK_KEY_QELT_VLANMTU_PARAM, true},
+};
+
+/* The check that command belongs to; the command table gives these handlers only its codes. */
+const HealthCheck &CheckOf(CommandCode command) {
+  for (const HealthCheck &check : healthChecks) {
+    if (command == check.deploy || command == check.remove || command == check.param) return check;
+  }
+  return healthChecks[0];
 }
 
-ZOR_ReturnStatus Cmd_TeamchkParam(const CommandContext &ctx) {
+}  // namespace
+
+CommandResult Cmd_CheckDeploy(const CommandContext &ctx) {
+  ByteWriter record(CHECK_DEPLOY_LEN);
+  record.PutU8(CHECK_DEPLOY_OFF_ENABLED, 1);
+  record.PutU32(CHECK_DEPLOY_OFF_INTERVAL, static_cast<uint32_t>(ctx.inv.checkInterval));
+  return ctx.state.globalSet(ctx.sw, CheckOf(ctx.inv.command).deployKey, record.Data(),
+                             record.Length(), PROP_CONFIG);
+}
+
+CommandResult Cmd_CheckParam(const CommandContext &ctx) {
+  const HealthCheck &check = CheckOf(ctx.inv.command);
+  if (check.bitmapParam) {
+    return ctx.state.globalSet(ctx.sw, check.paramKey, ctx.inv.vlanRangeParam, VLAN_BITMAP_LEN,
+                               PROP_POLICY);
+  }
   ByteWriter param(CHECK_TEAM_PARAM_LEN);
   param.PutU8(0, ctx.inv.teamchkParam);
-  return ctx.state.globalSet(ctx.sw, CHECK_KEY_TEAM_PARAM, param.Data(), param.Length(),
-                             PROP_CONFIG);
+  return ctx.state.globalSet(ctx.sw, check.paramKey, param.Data(), param.Length(), PROP_CONFIG);
 }
 
-ZOR_ReturnStatus Cmd_TeamchkRemove(const CommandContext &ctx) {
-  return Global_ClearPair(ctx.state, ctx.sw, CHECK_KEY_TEAM_PARAM, CHECK_KEY_TEAM_DEPLOY);
-}
-
-ZOR_ReturnStatus Cmd_VlanMtuChkDeploy(const CommandContext &ctx) {
-  return Global_SetDeploy(ctx.state, ctx.sw, static_cast<uint32_t>(ctx.inv.checkInterval),
-                          CHECK_KEY_VLANMTU_DEPLOY);
-}
-
-ZOR_ReturnStatus Cmd_VlanMtuChkParam(const CommandContext &ctx) {
-  return Global_SetParamBlock(ctx.state, ctx.sw, ctx.inv.vlanRangeParam, CHECK_KEY_VLANMTU_PARAM);
-}
-
-ZOR_ReturnStatus Cmd_VlanMtuChkRemove(const CommandContext &ctx) {
-  return Global_ClearPair(ctx.state, ctx.sw, CHECK_KEY_VLANMTU_PARAM, CHECK_KEY_VLANMTU_DEPLOY);
-}
-
-ZOR_ReturnStatus Cmd_QeltVlmChkDeploy(const CommandContext &ctx) {
-  return Global_SetDeploy(ctx.state, ctx.sw, static_cast<uint32_t>(ctx.inv.checkInterval),
-                          CHECK_KEY_QELT_VLANMTU_DEPLOY);
-}
-
-ZOR_ReturnStatus Cmd_QeltVlmChkParam(const CommandContext &ctx) {
-  return Global_SetParamBlock(ctx.state, ctx.sw, ctx.inv.vlanRangeParam,
-                              CHECK_KEY_QELT_VLANMTU_PARAM);
-}
-
-ZOR_ReturnStatus Cmd_QeltVlmChkRemove(const CommandContext &ctx) {
-  return Global_ClearPair(ctx.state, ctx.sw, CHECK_KEY_QELT_VLANMTU_PARAM,
-                          CHECK_KEY_QELT_VLANMTU_DEPLOY);
+CommandResult Cmd_CheckRemove(const CommandContext &ctx) {
+  const HealthCheck &check = CheckOf(ctx.inv.command);
+  const ZOR_ReturnStatus first = ctx.state.globalClear(ctx.sw, check.paramKey);
+  const ZOR_ReturnStatus second = ctx.state.globalClear(ctx.sw, check.deployKey);
+  if (first == ZOR_NOT_FOUND && second == ZOR_NOT_FOUND) return ZOR_NOT_FOUND;
+  if (first == ZOR_OK || second == ZOR_OK) return ZOR_OK;
+  return ZOR_FAILURE;
 }
 
 /* ---- Printers --------------------------------------------------------------- */
@@ -183,8 +198,8 @@ bool BitIsSet(const uint8_t *bitmap, uint32_t bit) {
 
 }  // namespace
 
-void Prop_PrintCheckDeploy(const char *key, const void *value, uint32_t length,
-                           int32_t /* flags */) {
+void Prop_PrintCheckDeploy(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t /* flags */) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   const std::optional<uint8_t> enabled = r.U8(CHECK_DEPLOY_OFF_ENABLED);
@@ -195,8 +210,8 @@ void Prop_PrintCheckDeploy(const char *key, const void *value, uint32_t length,
   printf("\t\t\tinterval is %d minutes\n", static_cast<int>(*interval));
 }
 
-void Prop_PrintTeamCheckParam(const char *key, const void *value, uint32_t length,
-                              int32_t /* flags */) {
+void Prop_PrintTeamCheckParam(const PrintContext &, const char *key, const void *value,
+                              uint32_t length, int32_t /* flags */) {
   const ByteReader r(value, length);
   /* An unsigned integer of the value's own length, little-endian, at most four bytes. */
   uint32_t param = 0;
@@ -206,9 +221,8 @@ void Prop_PrintTeamCheckParam(const char *key, const void *value, uint32_t lengt
   printf("\t\t%s: %s\n", key, param != 0 ? "IPHASH" : "NonIPHASH");
 }
 
-void Prop_PrintVlanRanges(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintVlanRanges(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   printf("\t\t\tranges =");
@@ -231,15 +245,64 @@ void Prop_PrintVlanRanges(const char *key, const void *value, uint32_t length, i
     vlan = last + 1;
   }
   printf("\n");
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintVlanCheckResult(const char * /* key */, const void *value, uint32_t length,
-                               int32_t /* flags */) {
+void Prop_PrintVlanCheckResult(const PrintContext &, const char * /* key */, const void *value,
+                               uint32_t length, int32_t /* flags */) {
   PrintCheckResult(value, length, vlanResultWords);
 }
 
-void Prop_PrintMtuCheckResult(const char * /* key */, const void *value, uint32_t length,
-                              int32_t /* flags */) {
+void Prop_PrintMtuCheckResult(const PrintContext &, const char * /* key */, const void *value,
+                              uint32_t length, int32_t /* flags */) {
   PrintCheckResult(value, length, mtuResultWords);
 }
+
+/* ---- The family --------------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry healthCheckUsage[] = {
+    {30,
+     "brakk --teamchkDeploy interval switch_name\n"
+     "                                              deploy teaming check, unit of interval is "
+     "minute"},
+    {31,
+     "brakk --teamchkParam type switch_name\n"
+     "                                              set 0(nonIPHASH) and 1(IPHASH) param for "
+     "teaming check"},
+    {32, "brakk --teamchkRemove switch_name           stop teaming policy check of switch"},
+    {33,
+     "brakk --vlanMTUChkDeploy interval switch_name\n"
+     "                                              deploy VLAN and MTU check"},
+    {34,
+     "brakk --vlanMTUChkParam \"range1Min-range1Max[,range2Min-range2Max...]\" switch_name\n"
+     "                                              set vlanRange param for VLAN and MTU check"},
+    {35, "brakk --vlanMTUChkRemove switch_name        stop VLAN and MTU check of switch"},
+    {36,
+     "brakk --qeltVLMChkDeploy interval switch_name\n"
+     "                                              simulate deployment of VLAN and MTU check via "
+     "QEL-T"},
+    {37,
+     "brakk --qeltVLMChkParam \"range1Min-range1Max[,range2Min-range2Max...]\" switch_name\n"
+     "                                              simulate setting vlanRange param for VLAN and "
+     "MTU check via QEL-T"},
+    {38,
+     "brakk --qeltVLMChkRemove switch_name        simulate stopping VLAN and MTU check of switch "
+     "via QEL-T"},
+};
+
+const PropPrinterRow healthCheckPrinters[] = {
+    {CHECK_KEY_VLAN_RESULT, Prop_PrintVlanCheckResult},
+    {CHECK_KEY_MTU_RESULT, Prop_PrintMtuCheckResult},
+    {CHECK_KEY_VLANMTU_DEPLOY, Prop_PrintCheckDeploy},
+    {CHECK_KEY_QELT_VLANMTU_DEPLOY, Prop_PrintCheckDeploy},
+    {CHECK_KEY_TEAM_DEPLOY, Prop_PrintCheckDeploy},
+    {CHECK_KEY_VLANMTU_PARAM, Prop_PrintVlanRanges},
+    {CHECK_KEY_QELT_VLANMTU_PARAM, Prop_PrintVlanRanges},
+    {CHECK_KEY_TEAM_PARAM, Prop_PrintTeamCheckParam},
+};
+
+}  // namespace
+
+const PropFamily HEALTH_CHECK_FAMILY = {"healthcheck", healthCheckPrinters, healthCheckUsage};

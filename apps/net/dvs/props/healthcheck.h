@@ -17,7 +17,8 @@
 
 #include <stdint.h>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 
 /* Deployment of each check (a CheckDeploy record). */
 #define CHECK_KEY_TEAM_DEPLOY "com.corvane.common.teamcheck.deploy"
@@ -31,8 +32,11 @@
 #define CHECK_KEY_VLAN_RESULT "com.corvane.common.port.volatile.vlanchkresult"
 #define CHECK_KEY_MTU_RESULT "com.corvane.common.port.volatile.mtuchkresult"
 
+/* The family's printer rows and usage entries (the nine health-check options). */
+extern const PropFamily HEALTH_CHECK_FAMILY;
+
 /*
- * CheckDeploy, packed, little-endian; 5 bytes (written by Global_SetDeploy).
+ * CheckDeploy, packed, little-endian; 5 bytes.
  *
  *   offset 0  u8   enabled: 1 enabled, any other value disabled
  *   offset 1  u32  interval in minutes (unaligned)
@@ -84,22 +88,18 @@ static_assert(VLAN_BITMAP_LEN * 8 == 4096, "one bit per VLAN ID 0..4095");
 int VlanBitmap_Parse(const char *text, uint8_t *bitmap);
 
 /*
- * Command handlers. Deploy writes a CheckDeploy record with the option's
- * interval; Param writes the teaming check's byte (flags CONFIG) or the
- * VLAN bitmap read with the options (flags POLICY); Remove clears the
- * parameter and then the deployment and returns ZOR_NOT_FOUND when
- * neither existed, 0 when either clear succeeded, ZOR_FAILURE otherwise.
- * Each returns the state's status.
+ * Command handlers, each serving the option of its kind for all three
+ * checks (the teaming check, the VLAN-and-MTU check and its vswitch
+ * twin), chosen by ctx.inv.command. Deploy writes a CheckDeploy record
+ * with the option's interval; Param writes the teaming check's byte
+ * (flags CONFIG) or the VLAN bitmap read with the options (flags POLICY);
+ * Remove clears the parameter and then the deployment and returns
+ * ZOR_NOT_FOUND when neither existed, 0 when either clear succeeded,
+ * ZOR_FAILURE otherwise. Each returns the state's status.
  */
-ZOR_ReturnStatus Cmd_TeamchkDeploy(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_TeamchkParam(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_TeamchkRemove(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_VlanMtuChkDeploy(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_VlanMtuChkParam(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_VlanMtuChkRemove(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_QeltVlmChkDeploy(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_QeltVlmChkParam(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_QeltVlmChkRemove(const CommandContext &ctx);
+CommandResult Cmd_CheckDeploy(const CommandContext &ctx);
+CommandResult Cmd_CheckParam(const CommandContext &ctx);
+CommandResult Cmd_CheckRemove(const CommandContext &ctx);
 
 /*
  * Printers of the listing (PropPrinter form). They read only what lies
@@ -107,14 +107,19 @@ ZOR_ReturnStatus Cmd_QeltVlmChkRemove(const CommandContext &ctx);
  * does not hold.
  */
 /* A CheckDeploy: its status and interval; no propType line. */
-void Prop_PrintCheckDeploy(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintCheckDeploy(const PrintContext &pc, const char *key, const void *value,
+                           uint32_t length, int32_t flags);
 /* The teaming check parameter as IPHASH or NonIPHASH; no propType line. */
-void Prop_PrintTeamCheckParam(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintTeamCheckParam(const PrintContext &pc, const char *key, const void *value,
+                              uint32_t length, int32_t flags);
 /* A VlanBitmap as its runs of set VLANs (at most the first VLAN_BITMAP_LEN bytes). */
-void Prop_PrintVlanRanges(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintVlanRanges(const PrintContext &pc, const char *key, const void *value,
+                          uint32_t length, int32_t flags);
 /* A VLAN check result; a value whose length disagrees with its counts is reported as bad. */
-void Prop_PrintVlanCheckResult(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintVlanCheckResult(const PrintContext &pc, const char *key, const void *value,
+                               uint32_t length, int32_t flags);
 /* An MTU check result, the same way. */
-void Prop_PrintMtuCheckResult(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintMtuCheckResult(const PrintContext &pc, const char *key, const void *value,
+                              uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_HEALTHCHECK_H

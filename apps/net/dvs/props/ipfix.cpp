@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-#include "listing/listing.h"
+#include "base/print.h"
 #include "state/target.h"
 
 namespace {
@@ -164,7 +164,7 @@ ZOR_ReturnStatus Ipfix_ParseGlobal(const char *params, IpfixGlobal &out) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetIpfix(const CommandContext &ctx) {
+CommandResult Cmd_SetIpfix(const CommandContext &ctx) {
   const char *text = ctx.inv.commandArg;
   while (*text == '=') text++;
   const char *equals = strchr(text, '=');
@@ -175,7 +175,8 @@ ZOR_ReturnStatus Cmd_SetIpfix(const CommandContext &ctx) {
   return NetflowError();
 }
 
-void Prop_PrintIpfix(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintIpfix(const PrintContext &, const char *key, const void *value, uint32_t length,
+                     int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   const std::optional<uint32_t> idle = r.U32(IPFIX_OFF_IDLE_TIMEOUT);
@@ -209,12 +210,11 @@ void Prop_PrintIpfix(const char *key, const void *value, uint32_t length, int32_
   const std::optional<uint32_t> obs = r.U32(IPFIX_OFF_OBS_DOMAIN_ID);
   if (!obs) return;
   printf("\t\t\tobsDomainID = %u\n", *obs);
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintIpv4Addr(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintIpv4Addr(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t flags) {
   const uint8_t *a = ByteReader(value, length).Bytes(0, IPFIX_SWITCH_ADDR_LEN);
   printf("\t\t%s = ", key);
   if (a == nullptr) {
@@ -223,7 +223,36 @@ void Prop_PrintIpv4Addr(const char *key, const void *value, uint32_t length, int
   }
   char dotted[INET_ADDRSTRLEN] = {};
   inet_ntop(AF_INET, a, dotted, sizeof dotted);
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
-  printf("%s, \tpropType = %s\n", dotted, flagsText);
+  printf("%s", dotted);
+  Prop_PrintFlagsLine(flags, ", \t");
 }
+
+/* ---- The family ---------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry ipfixUsage[] = {
+    {44,
+     "brakk -N global=ipfix_property_param switch_name\n"
+     "                                              Set ipfix property on the dvswitch\n"
+     "\tipfix_property_param:  "
+     "enable|disable,idle_timeout,active_timeout,sample_rate,inter_flow_only,collector_ip:"
+     "collector_"
+     "port[,dvs_ip(only ipv4)][,obsDomainID]\n"
+     "\tExample:\n"
+     "\t\tbrakk -N global=1,20,20,0,0,10.112.120.121:9660,10.112.120.140,101<dvsName>\n"
+     "\t\tbrakk -N global=1,20,20,0,0,10.112.120.121:9660,10.112.120.140 <dvsName>\n"
+     "\t\tbrakk -N global=1,20,20,0,0,10.112.120.121:9660,101 <dvsName>\n"
+     "\t\tbrakk -N global=1,20,20,0,0,[fe80::1001]:9660,101 <dvsName>\n"
+     "\t\tbrakk -N global=1,20,20,0,0,[fe80::1001]:9660 <dvsName>"},
+    {47, "brakk -N port=1|0 -p dvport switch_name     enable/disable ipfix on the dvport"},
+};
+
+const PropPrinterRow ipfixPrinters[] = {
+    {IPFIX_KEY_CONFIG, Prop_PrintIpfix},
+    {IPFIX_KEY_SWITCH_ADDR, Prop_PrintIpv4Addr},
+};
+
+}  // namespace
+
+const PropFamily IPFIX_FAMILY = {"ipfix", ipfixPrinters, ipfixUsage};

@@ -13,7 +13,8 @@
 
 #include <stdint.h>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /*
@@ -23,6 +24,9 @@
 #define IPFIX_KEY_CONFIG "com.corvane.etherswitch.ipfix"
 #define IPFIX_KEY_SWITCH_ADDR "com.corvane.etherswitch.ipv4addr"
 #define IPFIX_KEY_PORT "com.corvane.etherswitch.port.ipfix"
+
+/* The family's printer rows and usage entries (-N). */
+extern const PropFamily IPFIX_FAMILY;
 
 /*
  * IpfixConfig, packed, little-endian, 36 bytes (the sampling rate is not
@@ -79,11 +83,13 @@ ZOR_ReturnStatus Ipfix_ParseGlobal(const char *params, IpfixGlobal &out);
  * port). Returns the status of the write or removal, ZOR_BAD_PARAM for a
  * text that does not parse, ZOR_NOT_FOUND for port=... without -p.
  */
-ZOR_ReturnStatus Cmd_SetIpfix(const CommandContext &ctx);
+CommandResult Cmd_SetIpfix(const CommandContext &ctx);
 
 /* Printer of the switch-wide configuration: one line per field, then the flags. */
-void Prop_PrintIpfix(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintIpfix(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                     int32_t flags);
 /* Printer of the switch address: the dotted address and the flags on one line. */
-void Prop_PrintIpv4Addr(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintIpv4Addr(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                        int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_IPFIX_H

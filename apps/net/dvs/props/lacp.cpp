@@ -16,32 +16,32 @@
 #include <string>
 #include <string_view>
 
-#include "listing/listing.h"
+#include "base/print.h"
 #include "props/uplink.h"
-#include "state/config.h"
+#include "state/state_ops.h"
 
-const char *const LacpLoadBalanceNames[LACP_LOAD_BALANCE_MAX + 1] = {
-    "None",                        // 0
-    "Dst mac",                     // 1
-    "Src mac",                     // 2
-    "Src and dst mac",             // 3
-    "Dst ip",                      // 4
-    "Src ip",                      // 5
-    "Src and dst ip",              // 6
-    "Vlan",                        // 7
-    "Dst ip and vlan",             // 8
-    "Src ip and vlan",             // 9
-    "Src and dst ip, vlan",        // 10
-    "Dst port",                    // 11
-    "Src port",                    // 12
-    "Src and dst port",            // 13
-    "Dst ip and dst port",         // 14
-    "Src ip and src port",         // 15
-    "Src and dst ip, port",        // 16
-    "Dst ip and dst port, vlan",   // 17
-    "Src ip and src port, vlan",   // 18
-    "Src and dst ip, port, vlan",  // 19
-    "Src portID",                  // 20
+const ValueName LacpLoadBalanceNames[LACP_LOAD_BALANCE_MAX + 1] = {
+    {0, "None"},
+    {1, "Dst mac"},
+    {2, "Src mac"},
+    {3, "Src and dst mac"},
+    {4, "Dst ip"},
+    {5, "Src ip"},
+    {6, "Src and dst ip"},
+    {7, "Vlan"},
+    {8, "Dst ip and vlan"},
+    {9, "Src ip and vlan"},
+    {10, "Src and dst ip, vlan"},
+    {11, "Dst port"},
+    {12, "Src port"},
+    {13, "Src and dst port"},
+    {14, "Dst ip and dst port"},
+    {15, "Src ip and src port"},
+    {16, "Src and dst ip, port"},
+    {17, "Dst ip and dst port, vlan"},
+    {18, "Src ip and src port, vlan"},
+    {19, "Src and dst ip, port, vlan"},
+    {20, "Src portID"},
 };
 
 namespace {
@@ -52,16 +52,11 @@ namespace {
 #define LACP_DELETE_ALL "v2*"
 #define LACP_PREFIX "v2"
 
-/* Longest lag name and key, in characters. */
-#define LAG_NAME_MAX (LAG_NAME_LEN - 1)
-#define LAG_KEY_MAX (LAG_KEY_LEN - 1)
-
-/* The name of a LAG or port mode; "none" for any other value. */
-const char *LacpModeName(uint32_t mode) {
-  if (mode == LACP_MODE_ACTIVE) return "active";
-  if (mode == LACP_MODE_PASSIVE) return "passive";
-  return "none";
-}
+/* The names of the LAG and port modes; any other value shows as "none". */
+const ValueName lacpModeNames[] = {
+    {LACP_MODE_ACTIVE, "active"},
+    {LACP_MODE_PASSIVE, "passive"},
+};
 
 /* One LAG as the reconciliation sees it, read from a LAG table. */
 struct Lag {
@@ -74,14 +69,13 @@ struct Lag {
 std::vector<Lag> DecodeLags(const uint8_t *data, size_t length) {
   const ByteReader r(data, static_cast<uint32_t>(length));
   std::vector<Lag> lags;
-  const uint32_t count = r.U32(LACP_TABLE_OFF_COUNT).value_or(0);
-  for (uint64_t i = 0; i < count; i++) {
-    const size_t base = LACP_TABLE_OFF_ENTRIES + i * LAG_ENTRY_LEN;
-    if (!r.Has(base, LAG_ENTRY_LEN)) break;
+  LacpGroupTable_ForEach(r, [&](size_t base) {
+    if (!r.Has(base, LAG_ENTRY_LEN)) return false;
     lags.push_back({std::string(*r.Text(base + LAG_ENTRY_OFF_NAME, LAG_NAME_LEN)),
                     std::string(*r.Text(base + LAG_ENTRY_OFF_KEY, LAG_KEY_LEN)),
                     *r.U32(base + LAG_ENTRY_OFF_PORT_NUMBER)});
-  }
+    return true;
+  });
   return lags;
 }
 
@@ -131,21 +125,29 @@ ZOR_ReturnStatus ParseLag(const std::vector<std::string> &fields, ByteWriter &ta
   static const char emptyField[] = "Each field should not be empty\n";
   if (fields.size() < 1) return Refuse(emptyField);
   const std::string &name = fields[0];
-  if (name.size() > LAG_NAME_MAX) {
-    fprintf(stderr, "Lag name can't be longer than %zu\n", static_cast<size_t>(LAG_NAME_MAX));
-    return ZOR_BAD_PARAM;
+  /* The fields are never empty here. */
+  switch (LagName_Check(name)) {
+    case LagTextCheck::TOO_LONG:
+      fprintf(stderr, "Lag name can't be longer than %zu\n", static_cast<size_t>(LAG_NAME_MAX));
+      return ZOR_BAD_PARAM;
+    case LagTextCheck::HAS_PERCENT:
+      return Refuse("Lag name can't include %\n");
+    default:
+      break;
   }
-  if (name.find('%') != std::string::npos) return Refuse("Lag name can't include %\n");
 
   if (fields.size() < 2) return Refuse(emptyField);
   const std::string &key = fields[1];
-  if (key == "0") return Refuse("Lag key shouldn't be 0, reserved for lacp v1\n");
-  if (key.size() > LAG_KEY_MAX) {
-    fprintf(stderr, "Lag key can't be longer than %zu\n", static_cast<size_t>(LAG_KEY_MAX));
-    return ZOR_BAD_PARAM;
-  }
-  if (key.find_first_not_of("0123456789") != std::string::npos) {
-    return Refuse("Lag key should be a digit\n");
+  switch (LagKey_Check(key)) {
+    case LagTextCheck::ZERO:
+      return Refuse("Lag key shouldn't be 0, reserved for lacp v1\n");
+    case LagTextCheck::TOO_LONG:
+      fprintf(stderr, "Lag key can't be longer than %zu\n", static_cast<size_t>(LAG_KEY_MAX));
+      return ZOR_BAD_PARAM;
+    case LagTextCheck::NOT_DIGITS:
+      return Refuse("Lag key should be a digit\n");
+    default:
+      break;
   }
 
   if (fields.size() < 3) return Refuse(emptyField);
@@ -176,15 +178,20 @@ ZOR_ReturnStatus ParseLag(const std::vector<std::string> &fields, ByteWriter &ta
 
 /* ---- Ports ------------------------------------------------------------- */
 
-/* Creates the ports lagName-0 to lagName-(ports - 1) as uplink ports in state. */
-ZOR_ReturnStatus CreateLagPorts(const StateOps &state, const char *sw, const Lag &lag,
-                                SwitchClass cls) {
+/*
+ * Creates the ports lagName-0 to lagName-(ports - 1) as uplink ports in
+ * state. Returns what CreateUplinkPorts returns.
+ */
+CommandResult CreateLagPorts(const StateOps &state, const char *sw, const Lag &lag,
+                             SwitchClass cls) {
   char format[UPLINK_GLOBAL_SLOT_LEN];
   snprintf(format, sizeof format, "%s-%s", lag.name.c_str(), "%d");
-  const ZOR_ReturnStatus status =
+  const CommandResult created =
       CreateUplinkPorts(state, sw, static_cast<int32_t>(lag.portNumber), format, cls);
-  if (status != ZOR_OK) fprintf(stderr, "Failed to add lag port\n");
-  return status;
+  if (created.end == CommandEnd::STATUS && created.status != ZOR_OK) {
+    fprintf(stderr, "Failed to add lag port\n");
+  }
+  return created;
 }
 
 /*
@@ -217,23 +224,33 @@ ZOR_ReturnStatus RemoveAllLagPorts(const char *sw, const Lag &lag) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus FailedToCreate(ZOR_ReturnStatus status) {
-  fprintf(stderr, "Failed to create lag ports: 0x%x\n", status);
-  return status;
+/*
+ * A failed creation of LAG ports: "Failed to create lag ports" with a
+ * failed status; a result that ends the command otherwise passes as it is.
+ */
+CommandResult FailedToCreate(const CommandResult &result) {
+  if (result.end == CommandEnd::STATUS) {
+    fprintf(stderr, "Failed to create lag ports: 0x%x\n", result.status);
+  }
+  return result;
+}
+
+/* Whether a result lets the command go on. */
+bool Succeeded(const CommandResult &result) {
+  return result.end == CommandEnd::STATUS && result.status == ZOR_OK;
 }
 
 /*
  * Brings the LAG ports in line with the new LAGs, given the stored ones
  * (or none). Stops at the first failure, leaving what was done.
  */
-ZOR_ReturnStatus ReconcileLagPorts(const CommandContext &ctx, const std::vector<Lag> &newLags,
-                                   const std::vector<Lag> *stored) {
-  ZOR_ReturnStatus status = ZOR_OK;
+CommandResult ReconcileLagPorts(const CommandContext &ctx, const std::vector<Lag> &newLags,
+                                const std::vector<Lag> *stored) {
   if (stored == nullptr) {
     for (const Lag &lag : newLags) {
       if (lag.portNumber == 0) continue;
-      status = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
-      if (status != ZOR_OK) return FailedToCreate(status);
+      const CommandResult created = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
+      if (!Succeeded(created)) return FailedToCreate(created);
     }
     return ZOR_OK;
   }
@@ -247,7 +264,8 @@ ZOR_ReturnStatus ReconcileLagPorts(const CommandContext &ctx, const std::vector<
   /* LAGs that the new table drops lose all their ports. */
   for (const Lag &old : *stored) {
     if (findKey(newLags, old.key) != nullptr) continue;
-    if ((status = RemoveAllLagPorts(ctx.sw, old)) != ZOR_OK) {
+    const ZOR_ReturnStatus status = RemoveAllLagPorts(ctx.sw, old);
+    if (status != ZOR_OK) {
       fprintf(stderr, "Failed to remove lag ports: 0x%x\n", status);
       return status;
     }
@@ -258,14 +276,15 @@ ZOR_ReturnStatus ReconcileLagPorts(const CommandContext &ctx, const std::vector<
       fprintf(stderr, "Not support to change lag name by brakk\n");
       return FailedToCreate(ZOR_NOT_SUPPORTED);
     }
+    CommandResult result = ZOR_OK;
     if (old == nullptr || lag.portNumber > old->portNumber) {
       /* All of them: ports that exist already are skipped by the creation. */
-      if (lag.portNumber > 0) status = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
+      if (lag.portNumber > 0) result = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
     } else if (lag.portNumber < old->portNumber) {
-      status = RemoveLagPortsDown(ctx.sw, lag, static_cast<int32_t>(StoredPortCount(*old)) - 1,
+      result = RemoveLagPortsDown(ctx.sw, lag, static_cast<int32_t>(StoredPortCount(*old)) - 1,
                                   static_cast<int32_t>(lag.portNumber));
     }
-    if (status != ZOR_OK) return FailedToCreate(status);
+    if (!Succeeded(result)) return FailedToCreate(result);
   }
   return ZOR_OK;
 }
@@ -326,8 +345,24 @@ ZOR_ReturnStatus DeleteAllLags(const CommandContext &ctx) {
 
 }  // namespace
 
-ZOR_ReturnStatus ValidateLagConfig(const StateOps &state, const char *sw, const char *text,
-                                   int fieldsPerLag, uint32_t *lagCount) {
+LagTextCheck LagName_Check(std::string_view name) {
+  if (name.empty()) return LagTextCheck::EMPTY;
+  if (name.size() > LAG_NAME_MAX) return LagTextCheck::TOO_LONG;
+  if (name.find('%') != std::string_view::npos) return LagTextCheck::HAS_PERCENT;
+  return LagTextCheck::OK;
+}
+
+LagTextCheck LagKey_Check(std::string_view key) {
+  if (key.empty()) return LagTextCheck::EMPTY;
+  if (key == "0") return LagTextCheck::ZERO;
+  if (key.size() > LAG_KEY_MAX) return LagTextCheck::TOO_LONG;
+  if (key.find_first_not_of("0123456789") != std::string_view::npos) {
+    return LagTextCheck::NOT_DIGITS;
+  }
+  return LagTextCheck::OK;
+}
+
+ZOR_ReturnStatus ValidateLagConfig(const char *text, int fieldsPerLag, uint32_t *lagCount) {
   if (text[0] != '*') return Refuse("Config must begin with *\n");
   uint32_t lags = 0;
   int fields = 0;
@@ -345,14 +380,6 @@ ZOR_ReturnStatus ValidateLagConfig(const StateOps &state, const char *sw, const 
     if (*p == ';') fields++;
   }
 
-  if (Config_Load(state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE) != ZOR_OK) {
-    fprintf(stderr, "Failed to load FENN configuration\n");
-    return ZOR_FAILURE;
-  }
-  if (DVSState_SwitchFind(sw) == nullptr) {
-    fprintf(stderr, "FENN %s doesn't exist.\n", sw);
-    return ZOR_FAILURE;
-  }
   if (lags > LACP_MAX_LAGS) {
     fprintf(stderr, "No more than %u LAGs are supported.\n", LACP_MAX_LAGS);
     return ZOR_NOT_SUPPORTED;
@@ -387,7 +414,7 @@ ZOR_ReturnStatus LacpGroupTable_Parse(const char *text, uint32_t lagCount,
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetLacp(const CommandContext &ctx) {
+CommandResult Cmd_SetLacp(const CommandContext &ctx) {
   const char *arg = ctx.inv.commandArg;
   if (strcasecmp(arg, LACP_DELETE_ALL) == 0) return DeleteAllLags(ctx);
   if (strncmp(arg, LACP_PREFIX, strlen(LACP_PREFIX)) != 0) {
@@ -395,8 +422,7 @@ ZOR_ReturnStatus Cmd_SetLacp(const CommandContext &ctx) {
   }
   const char *lagText = arg + strlen(LACP_PREFIX);
   uint32_t lagCount = 0;
-  ZOR_ReturnStatus status =
-      ValidateLagConfig(ctx.state, ctx.sw, lagText, LACP_FIELDS_PER_LAG, &lagCount);
+  ZOR_ReturnStatus status = ValidateLagConfig(lagText, LACP_FIELDS_PER_LAG, &lagCount);
   if (status != ZOR_OK) return status;
 
   /* The stored table comes from the kernel whatever the mode. */
@@ -408,20 +434,15 @@ ZOR_ReturnStatus Cmd_SetLacp(const CommandContext &ctx) {
   std::vector<uint8_t> table;
   if ((status = LacpGroupTable_Parse(lagText, lagCount, table)) != ZOR_OK) return status;
 
-  const DVSSwitch *h = DVSState_SwitchFind(ctx.sw);
-  if (h == nullptr) {
-    fprintf(stderr, "FENN %s doesn't exist.\n", ctx.sw);
-    return ZOR_NOT_FOUND;
-  }
-  if (h->version < LACP_MIN_SWITCH_VERSION) {
+  if (ctx.version < LACP_MIN_SWITCH_VERSION) {
     fprintf(stderr, "Can't apply lacp v2 to fenn version lower than 6.0\n");
     return ZOR_NOT_SUPPORTED;
   }
 
   const std::vector<Lag> lags = DecodeLags(table.data(), table.size());
   const std::vector<Lag> storedLags = DecodeLags(stored.data(), stored.size());
-  status = ReconcileLagPorts(ctx, lags, hasStored ? &storedLags : nullptr);
-  if (status != ZOR_OK) return status;
+  const CommandResult reconciled = ReconcileLagPorts(ctx, lags, hasStored ? &storedLags : nullptr);
+  if (!Succeeded(reconciled)) return reconciled;
   return WriteListsAndTable(ctx, lags, table);
 }
 
@@ -439,12 +460,11 @@ bool PrintLagEntry(const ByteReader &r, size_t base) {
   printf("\t\t\tlag key:\t\t\t%.*s\n", static_cast<int>(key->size()), key->data());
   const std::optional<uint32_t> mode = r.U32(base + LAG_ENTRY_OFF_MODE);
   if (!mode) return false;
-  printf("\t\t\tmode:\t\t\t\t%s\n", LacpModeName(*mode));
+  printf("\t\t\tmode:\t\t\t\t%s\n", NameOf(lacpModeNames, *mode, "none"));
   const std::optional<uint32_t> policy = r.U32(base + LAG_ENTRY_OFF_LOAD_BALANCE);
   if (!policy) return false;
   /* A policy beyond the table has no name. */
-  printf("\t\t\tload balance policy:\t\t%s\n",
-         *policy <= LACP_LOAD_BALANCE_MAX ? LacpLoadBalanceNames[*policy] : "none");
+  printf("\t\t\tload balance policy:\t\t%s\n", NameOf(LacpLoadBalanceNames, *policy, "none"));
   const std::optional<int32_t> ports = r.I32(base + LAG_ENTRY_OFF_PORT_NUMBER);
   if (!ports) return false;
   printf("\t\t\tlag port number:\t\t%d\n\n", *ports);
@@ -453,19 +473,16 @@ bool PrintLagEntry(const ByteReader &r, size_t base) {
 
 }  // namespace
 
-void Prop_PrintLacpGroups(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintLacpGroups(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
   printf("\t\t%s:\n", key);
   const ByteReader r(value, length);
-  const uint32_t count = r.U32(LACP_TABLE_OFF_COUNT).value_or(0);
-  for (uint64_t i = 0; i < count; i++) {
-    if (!PrintLagEntry(r, LACP_TABLE_OFF_ENTRIES + i * LAG_ENTRY_LEN)) break;
-  }
-  printf("\t\t\tpropType = %s\n", flagsText);
+  LacpGroupTable_ForEach(r, [&](size_t base) { return PrintLagEntry(r, base); });
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintPortLacp(const char *key, const void *value, uint32_t length, int32_t /* flags */) {
+void Prop_PrintPortLacp(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t /* flags */) {
   printf("\t\t%s:\n", key);
   const ByteReader r(value, length);
   const std::optional<uint8_t> enabled = r.U8(PORT_LACP_OFF_ENABLED);
@@ -473,5 +490,25 @@ void Prop_PrintPortLacp(const char *key, const void *value, uint32_t length, int
   printf("\t\t\tstatus = %s\n", *enabled == 1 ? "enabled" : "disabled");
   if (*enabled != 1) return;
   const std::optional<uint32_t> mode = r.U32(PORT_LACP_OFF_MODE);
-  if (mode) printf("\t\t\tmode = %s\n", LacpModeName(*mode));
+  if (mode) printf("\t\t\tmode = %s\n", NameOf(lacpModeNames, *mode, "none"));
 }
+
+/* ---- The family -------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry lacpUsage[] = {
+    {40,
+     "brakk --setLACP \"v2*<lag name>;<lag key>;<lag port number>;<mode>;<LB policy>;*<lag "
+     "name2>;<lag key2>;....\" switch_name\n"
+     "                                              enable/disable LACPV2 on the dvswitch"},
+};
+
+const PropPrinterRow lacpPrinters[] = {
+    {LACP_KEY_PORT, Prop_PrintPortLacp},
+    {LACP_KEY_GROUPS, Prop_PrintLacpGroups},
+};
+
+}  // namespace
+
+const PropFamily LACP_FAMILY = {"lacp", lacpPrinters, lacpUsage};

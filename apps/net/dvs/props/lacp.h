@@ -15,9 +15,11 @@
 
 #include <stdint.h>
 
+#include <string_view>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /* ---- Keys -------------------------------------------------------------- */
@@ -52,6 +54,9 @@
 /* Widths of the lag name and key fields, NUL included. */
 #define LAG_NAME_LEN 65
 #define LAG_KEY_LEN 16
+/* Longest lag name and key, in characters. */
+#define LAG_NAME_MAX (LAG_NAME_LEN - 1)
+#define LAG_KEY_MAX (LAG_KEY_LEN - 1)
 
 #define LACP_MODE_ACTIVE 1
 #define LACP_MODE_PASSIVE 2
@@ -75,22 +80,46 @@
 
 /* Load-balance algorithm names by policy value; 0 ("None") is not accepted by --setLACP. */
 #define LACP_LOAD_BALANCE_MAX 20
-extern const char *const LacpLoadBalanceNames[LACP_LOAD_BALANCE_MAX + 1];
+extern const ValueName LacpLoadBalanceNames[LACP_LOAD_BALANCE_MAX + 1];
+
+/* The family's printer rows and usage entry (--setLACP). */
+extern const PropFamily LACP_FAMILY;
+
+/* ---- Walk -------------------------------------------------------------- */
+
+/*
+ * Calls visit(offset) with the offset of each LAG entry of a table, in
+ * order, as many as the table's count claims (none when the value holds
+ * no count); stops when visit returns false. visit checks that what it
+ * reads lies inside the value.
+ */
+template <typename Visit>
+void LacpGroupTable_ForEach(const ByteReader &table, Visit visit) {
+  const uint32_t count = table.U32(LACP_TABLE_OFF_COUNT).value_or(0);
+  for (uint64_t i = 0; i < count; i++) {
+    if (!visit(LACP_TABLE_OFF_ENTRIES + i * LAG_ENTRY_LEN)) break;
+  }
+}
 
 /* ---- Parser ------------------------------------------------------------ */
+
+/* What the check of a LAG name or key in a command's text found, in the order it checks. */
+enum class LagTextCheck { OK, EMPTY, TOO_LONG, HAS_PERCENT, ZERO, NOT_DIGITS };
+/* A LAG name: EMPTY, TOO_LONG (over LAG_NAME_LEN - 1 characters), HAS_PERCENT, or OK. */
+LagTextCheck LagName_Check(std::string_view name);
+/* A LAG key: EMPTY, ZERO ("0", kept for LACP version 1), TOO_LONG (over LAG_KEY_LEN - 1),
+ * NOT_DIGITS, or OK. */
+LagTextCheck LagKey_Check(std::string_view key);
 
 /*
  * Checks a '*'-separated LAG text: it must begin with '*' and every LAG
  * must have exactly fieldsPerLag fields, each closed by ';' (a trailing
- * piece without any ';' is not a LAG). Then loads the configuration of
- * state's mode and checks that switch sw exists and that there are at
- * most LACP_MAX_LAGS LAGs. Prints the reason on standard error and
- * returns ZOR_BAD_PARAM, ZOR_FAILURE or ZOR_NOT_SUPPORTED; on success
- * returns 0 and the number of LAGs in lagCount. Leaves the configuration
- * state loaded.
+ * piece without any ';' is not a LAG), and there may be at most
+ * LACP_MAX_LAGS LAGs. Prints the reason on standard error and returns
+ * ZOR_BAD_PARAM or ZOR_NOT_SUPPORTED; on success returns 0 and the number
+ * of LAGs in lagCount.
  */
-ZOR_ReturnStatus ValidateLagConfig(const StateOps &state, const char *sw, const char *text,
-                                   int fieldsPerLag, uint32_t *lagCount);
+ZOR_ReturnStatus ValidateLagConfig(const char *text, int fieldsPerLag, uint32_t *lagCount);
 
 /*
  * Parses the LAGs of a --setLACP text (after its "v2*" prefix) into a LAG
@@ -112,13 +141,15 @@ ZOR_ReturnStatus LacpGroupTable_Parse(const char *text, uint32_t lagCount,
  * removed, through the kernel in either mode. Returns 0 or the failing
  * step's status after printing why.
  */
-ZOR_ReturnStatus Cmd_SetLacp(const CommandContext &ctx);
+CommandResult Cmd_SetLacp(const CommandContext &ctx);
 
 /* ---- Printers ---------------------------------------------------------- */
 
 /* The LAG table: name, key, mode, load-balance policy and port number of each LAG; the flags. */
-void Prop_PrintLacpGroups(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintLacpGroups(const PrintContext &pc, const char *key, const void *value,
+                          uint32_t length, int32_t flags);
 /* A port's LACP state: enabled or disabled and, when enabled, the mode. No flags line. */
-void Prop_PrintPortLacp(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintPortLacp(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                        int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_LACP_H

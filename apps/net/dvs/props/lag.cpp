@@ -15,7 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "listing/listing.h"
+#include "base/print.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -24,15 +25,17 @@ namespace {
 /* The argument that clears the whole list. */
 #define LAG_EXTRA_CLEAR_ALL "*"
 
-/* Longest lag name, lag key and dvport name, in characters. */
-#define LAG_NAME_MAX (LAG_NAME_LEN - 1)
-#define LAG_KEY_MAX (LAG_KEY_LEN - 1)
+/* Longest dvport name, in characters. */
 #define DVPORT_NAME_MAX (PORT_TIMEOUT_NAME_LEN - 1)
 
+/* The listing's names of the timeouts; any other value, or none, shows as "unknown". */
+const ValueName timeoutNames[] = {
+    {LAG_TIMEOUT_FAST, "fast"},
+    {LAG_TIMEOUT_SLOW, "slow"},
+};
+
 const char *TimeoutName(std::optional<uint32_t> timeout) {
-  if (timeout == LAG_TIMEOUT_FAST) return "fast";
-  if (timeout == LAG_TIMEOUT_SLOW) return "slow";
-  return "unknown";
+  return timeout ? NameOf(timeoutNames, *timeout, "unknown") : "unknown";
 }
 
 ZOR_ReturnStatus Refuse(const char *message) {
@@ -135,24 +138,33 @@ ZOR_ReturnStatus MergeLag(std::string_view lag, std::vector<LagConfigEntry> &ent
   const size_t nameEnd = lag.find(';');
   if (nameEnd == std::string_view::npos) return Refuse("LAG name should not be empty\n");
   const std::string name(lag.substr(0, nameEnd));
-  if (name.empty()) return Refuse("LAG name shouldn't be empty\n");
-  if (name.size() > LAG_NAME_MAX) {
-    fprintf(stderr, "LAG name can't be longer than %zu\n", static_cast<size_t>(LAG_NAME_MAX));
-    return ZOR_BAD_PARAM;
+  switch (LagName_Check(name)) {
+    case LagTextCheck::EMPTY:
+      return Refuse("LAG name shouldn't be empty\n");
+    case LagTextCheck::TOO_LONG:
+      fprintf(stderr, "LAG name can't be longer than %zu\n", static_cast<size_t>(LAG_NAME_MAX));
+      return ZOR_BAD_PARAM;
+    case LagTextCheck::HAS_PERCENT:
+      return Refuse("LAG name can't include %\n");
+    default:
+      break;
   }
-  if (name.find('%') != std::string::npos) return Refuse("LAG name can't include %\n");
 
   const size_t keyEnd = lag.find(';', nameEnd + 1);
   if (keyEnd == std::string_view::npos) return Refuse("LAG key should not be empty\n");
   const std::string key(lag.substr(nameEnd + 1, keyEnd - nameEnd - 1));
-  if (key.empty()) return Refuse("LAG key shouldn't be empty\n");
-  if (key == "0") return Refuse("LAG key shouldn't be 0\n");
-  if (key.size() > LAG_KEY_MAX) {
-    fprintf(stderr, "LAG key can't be longer than %zu\n", static_cast<size_t>(LAG_KEY_MAX));
-    return ZOR_BAD_PARAM;
-  }
-  if (key.find_first_not_of("0123456789") != std::string::npos) {
-    return Refuse("LAG key should be a digit\n");
+  switch (LagKey_Check(key)) {
+    case LagTextCheck::EMPTY:
+      return Refuse("LAG key shouldn't be empty\n");
+    case LagTextCheck::ZERO:
+      return Refuse("LAG key shouldn't be 0\n");
+    case LagTextCheck::TOO_LONG:
+      fprintf(stderr, "LAG key can't be longer than %zu\n", static_cast<size_t>(LAG_KEY_MAX));
+      return ZOR_BAD_PARAM;
+    case LagTextCheck::NOT_DIGITS:
+      return Refuse("LAG key should be a digit\n");
+    default:
+      break;
   }
 
   /* A LAG already in the list keeps its stored key. */
@@ -167,10 +179,6 @@ ZOR_ReturnStatus MergeLag(std::string_view lag, std::vector<LagConfigEntry> &ent
 
 /* Reads, merges and writes the list for --configLAG; text follows the leading '*'. */
 ZOR_ReturnStatus ConfigureLags(const CommandContext &ctx, const char *text, uint32_t lagCount) {
-  if (ctx.state.fileMode && DVSState_SwitchFind(ctx.sw) == nullptr) {
-    fprintf(stderr, "FENN %s doesn't exist.\n", ctx.sw);
-    return ZOR_NOT_FOUND;
-  }
   PropValue stored;
   ZOR_ReturnStatus status = ctx.state.hostGet(ctx.sw, LAG_EXTRA_KEY, stored);
   if (status != ZOR_OK && status != ZOR_NOT_FOUND) {
@@ -289,19 +297,17 @@ ZOR_ReturnStatus AddOrUpdateConfigItem(LagConfigEntry &entry, uint32_t type, con
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_ConfigLag(const CommandContext &ctx) {
+CommandResult Cmd_ConfigLag(const CommandContext &ctx) {
   const char *arg = ctx.inv.commandArg;
   if (strcmp(arg, LAG_EXTRA_CLEAR_ALL) == 0) return ctx.state.hostClear(ctx.sw, LAG_EXTRA_KEY);
   uint32_t lagCount = 0;
-  const ZOR_ReturnStatus status =
-      ValidateLagConfig(ctx.state, ctx.sw, arg, LAG_EXTRA_FIELDS_PER_LAG, &lagCount);
+  const ZOR_ReturnStatus status = ValidateLagConfig(arg, LAG_EXTRA_FIELDS_PER_LAG, &lagCount);
   if (status != ZOR_OK) return status;
   return ConfigureLags(ctx, arg + 1, lagCount);
 }
 
-void Prop_PrintLagExtraConfig(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintLagExtraConfig(const PrintContext &, const char *key, const void *value,
+                              uint32_t length, int32_t flags) {
   printf("\t\t%s:\n", key);
   const ByteReader r(value, length);
   const uint32_t num = r.U32(LAG_EXTRA_OFF_NUM).value_or(0);
@@ -316,7 +322,8 @@ void Prop_PrintLagExtraConfig(const char *key, const void *value, uint32_t lengt
       const std::optional<uint32_t> len = r.U32(pos + LAG_CONFIG_ITEM_OFF_LEN);
       const uint8_t *data = len ? r.Bytes(pos + LAG_CONFIG_ITEM_OFF_DATA, *len) : nullptr;
       if (!type || data == nullptr) {
-        printf("\t\t\tunknown config item type\n\t\t\tpropType = %s\n", flagsText);
+        printf("\t\t\tunknown config item type\n");
+        Prop_PrintFlagsLine(flags);
         return;
       }
       const ByteReader item(data, *len);
@@ -332,5 +339,25 @@ void Prop_PrintLagExtraConfig(const char *key, const void *value, uint32_t lengt
     }
     printf("\n");
   }
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
+
+/* ---- The family -------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry lagUsage[] = {
+    {41,
+     "brakk --configLAG \"*<lag name>;<lag key>;<config item type:config item value,...>;*<lag "
+     "name2>;<lag key2>;...\" switch_name\n"
+     "                                              Configure LAG extra configurations after "
+     "creating LAG e.g. timeout"},
+};
+
+const PropPrinterRow lagPrinters[] = {
+    {LAG_EXTRA_KEY, Prop_PrintLagExtraConfig},
+};
+
+}  // namespace
+
+const PropFamily LAG_EXTRA_FAMILY = {"lag", lagPrinters, lagUsage};

@@ -17,13 +17,17 @@
 #include <array>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 #include "props/lacp.h"
 
 /* ---- Key --------------------------------------------------------------- */
 
 #define LAG_EXTRA_KEY "com.corvane.common.host.lacp.extraconfig"
+
+/* The family's printer row and usage entry (--configLAG). */
+extern const PropFamily LAG_EXTRA_FAMILY;
 
 /* ---- Layout ------------------------------------------------------------ */
 
@@ -127,11 +131,12 @@ bool MatchPortTimeoutItem(const LagConfigItem &item, const void *data, uint32_t 
  * ctx.state; "*" alone clears the property. Returns 0 or the failing
  * step's status after printing why.
  */
-ZOR_ReturnStatus Cmd_ConfigLag(const CommandContext &ctx);
+CommandResult Cmd_ConfigLag(const CommandContext &ctx);
 
 /* ---- Printer ----------------------------------------------------------- */
 
 /* Each LAG's name and its lag and port timeouts; then the flags. */
-void Prop_PrintLagExtraConfig(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintLagExtraConfig(const PrintContext &pc, const char *key, const void *value,
+                              uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_LAG_H

@@ -19,14 +19,8 @@
 #include <optional>
 #include <string_view>
 
-#include "listing/listing.h"
-#include "state/config.h"
-
-MirrorPortList mirrorDVPortList;
-
-const char *MirrorPort_Key(SwitchClass cls) {
-  return cls == SWITCH_CLASS_ETHERSWITCH ? MIRROR_KEY_ETHERSWITCH_PORT : MIRROR_KEY_VSWITCH_PORT;
-}
+#include "base/print.h"
+#include "state/state_ops.h"
 
 size_t MirrorEntity_Len(bool wide) {
   return wide ? MIRROR_ENTITY_WIDE_LEN : MIRROR_ENTITY_LEN;
@@ -37,11 +31,6 @@ namespace {
 /* ======================================================================
  * Value-name tables, shared by the parser and the printer
  * ====================================================================== */
-
-struct ValueName {
-  uint32_t value;
-  const char *name;
-};
 
 const ValueName sessionTypeNames[] = {
     {MIRROR_SESSION_MIXDST, "MIXDST"},
@@ -57,37 +46,25 @@ const ValueName encapTypeNames[] = {
     {MIRROR_ENCAP_ERSPAN3, "ERSPAN3"},
 };
 
-/* Session flags: the command's letter (either case) and the listing's word, in bit order. */
+/* Session flags: the listing's word of each bit, in bit order. */
+const ValueName sessionFlagWords[] = {
+    {MIRROR_FLAG_DST_NO_OUTPUT, "DST_NO_OUTPUT "},
+    {MIRROR_FLAG_DST_NO_INPUT, "DST_NO_INPUT "},
+    {MIRROR_FLAG_DST_ORIG_VLAN, "DST_ORIG_VLAN "},
+    {MIRROR_FLAG_DST_ENCAP, "DST_ENCAP "},
+    {MIRROR_FLAG_LEGACY, "LEGACY "},
+    {MIRROR_FLAG_DISABLED, "DISABLED "},
+};
+
+/* Session flags: the letter that sets each bit in the command's text (either case). */
 const struct {
   uint32_t bit;
   char letter;
-  const char *word;
-} sessionFlags[] = {
-    {MIRROR_FLAG_DST_NO_OUTPUT, 'o', "DST_NO_OUTPUT "},
-    {MIRROR_FLAG_DST_NO_INPUT, 'i', "DST_NO_INPUT "},
-    {MIRROR_FLAG_DST_ORIG_VLAN, 'v', "DST_ORIG_VLAN "},
-    {MIRROR_FLAG_DST_ENCAP, 'e', "DST_ENCAP "},
-    {MIRROR_FLAG_LEGACY, 'l', "LEGACY "},
-    {MIRROR_FLAG_DISABLED, 'd', "DISABLED "},
+} sessionFlagLetters[] = {
+    {MIRROR_FLAG_DST_NO_OUTPUT, 'o'}, {MIRROR_FLAG_DST_NO_INPUT, 'i'},
+    {MIRROR_FLAG_DST_ORIG_VLAN, 'v'}, {MIRROR_FLAG_DST_ENCAP, 'e'},
+    {MIRROR_FLAG_LEGACY, 'l'},        {MIRROR_FLAG_DISABLED, 'd'},
 };
-
-/* The value named exactly text, or nothing. */
-template <size_t N>
-std::optional<uint32_t> ValueOf(const ValueName (&table)[N], const std::string &text) {
-  for (const ValueName &row : table) {
-    if (text == row.name) return row.value;
-  }
-  return std::nullopt;
-}
-
-/* The name of value, or fallback for a value that has none. */
-template <size_t N>
-const char *NameOf(const ValueName (&table)[N], uint32_t value, const char *fallback) {
-  for (const ValueName &row : table) {
-    if (row.value == value) return row.name;
-  }
-  return fallback;
-}
 
 const char *EncapTypeName(uint32_t value) {
   return NameOf(encapTypeNames, value, "NO_SUPPORT_TYPE");
@@ -138,14 +115,14 @@ struct Session {
 };
 
 /* Checks a dvPort item against the name field and records the port; prints why it fails. */
-ZOR_ReturnStatus ParseDvPortItem(const char *item, uint32_t sessionIndex, ByteWriter &entity,
-                                 bool wide) {
+ZOR_ReturnStatus ParseDvPortItem(MirrorPortList &ports, const char *item, uint32_t sessionIndex,
+                                 ByteWriter &entity, bool wide) {
   const size_t width = wide ? MIRROR_ENTITY_WIDE_DVPORT_NAME_LEN : MIRROR_ENTITY_DVPORT_NAME_LEN;
   if (strlen(item) > width) {
     fprintf(stderr, "dvPort name %s is longer than %zu bytes\n", item, width);
     return ZOR_BAD_PARAM;
   }
-  const ZOR_ReturnStatus status = Mirror_AddPortSession(item, sessionIndex, wide);
+  const ZOR_ReturnStatus status = Mirror_AddPortSession(ports, item, sessionIndex, wide);
   if (status != ZOR_OK) {
     fprintf(stderr, "Failed to create session config for dvPort %s\n", item);
     return status;
@@ -236,9 +213,9 @@ ZOR_ReturnStatus ParseSessionHead(FieldReader &fields, uint32_t formatVersion, S
   s.snapLen = snapLen.empty() ? 60 : static_cast<uint32_t>(Decimal(snapLen));
   s.encapVlan = static_cast<uint16_t>(Decimal(fields.Next()));
   for (const char c : fields.Next()) {
-    const auto *flag = std::find_if(std::begin(sessionFlags), std::end(sessionFlags),
+    const auto *flag = std::find_if(std::begin(sessionFlagLetters), std::end(sessionFlagLetters),
                                     [c](const auto &f) { return f.letter == (c | 0x20); });
-    if (flag == std::end(sessionFlags)) {
+    if (flag == std::end(sessionFlagLetters)) {
       fprintf(stderr, "Bad session flag: %c\n", c);
       return ZOR_BAD_PARAM;
     }
@@ -261,17 +238,18 @@ struct SourceTable {
   }
 };
 
-typedef ZOR_ReturnStatus (*EntityParser)(uint32_t sessionType, const char *item,
-                                         uint32_t sessionIndex, ByteWriter &entity, bool wide);
+typedef ZOR_ReturnStatus (*EntityParser)(MirrorPortList &ports, uint32_t sessionType,
+                                         const char *item, uint32_t sessionIndex,
+                                         ByteWriter &entity, bool wide);
 
 /*
  * Parses one ','-separated list into the table from entity number *next
  * on, skipping empty items; counts the entities in *count and *next.
  * Returns 0, or the failing item's status after printing which list failed.
  */
-ZOR_ReturnStatus ParseList(const std::string &list, EntityParser parse, const char *failure,
-                           const Session &s, uint32_t sessionIndex, bool wide, SourceTable &table,
-                           uint32_t *next, uint32_t *count) {
+ZOR_ReturnStatus ParseList(MirrorPortList &ports, const std::string &list, EntityParser parse,
+                           const char *failure, const Session &s, uint32_t sessionIndex, bool wide,
+                           SourceTable &table, uint32_t *next, uint32_t *count) {
   size_t start = 0;
   while (start <= list.size()) {
     size_t end = list.find(',', start);
@@ -281,7 +259,7 @@ ZOR_ReturnStatus ParseList(const std::string &list, EntityParser parse, const ch
     if (item.empty()) continue;
 
     ByteWriter entity(table.entityLen);
-    ZOR_ReturnStatus status = parse(s.type, item.c_str(), sessionIndex, entity, wide);
+    ZOR_ReturnStatus status = parse(ports, s.type, item.c_str(), sessionIndex, entity, wide);
     /* The capacity counts every item the text can hold, so this only guards the bound. */
     if (status == ZOR_OK && *next >= table.capacity) status = ZOR_FAILURE;
     if (status == ZOR_OK &&
@@ -332,8 +310,9 @@ void PrintSession(const Session &s, uint32_t formatVersion) {
  * running entity count. Prints the session on success. Returns 0 or the
  * status of the first failure, after printing its message.
  */
-ZOR_ReturnStatus ParseSession(std::string_view text, uint32_t index, uint32_t formatVersion,
-                              bool wide, SourceTable &table, uint32_t *next) {
+ZOR_ReturnStatus ParseSession(MirrorPortList &ports, std::string_view text, uint32_t index,
+                              uint32_t formatVersion, bool wide, SourceTable &table,
+                              uint32_t *next) {
   FieldReader fields{text};
   Session s;
   ZOR_ReturnStatus status = ParseSessionHead(fields, formatVersion, s);
@@ -342,15 +321,15 @@ ZOR_ReturnStatus ParseSession(std::string_view text, uint32_t index, uint32_t fo
   s.startIdx = *next;
   const char dstFailure[] = "Failed to read session DstEntities\n";
   const char srcFailure[] = "Failed to read session SrcEntities\n";
-  status = ParseList(fields.Next(), Mirror_ParseDstEntity, dstFailure, s, index, wide, table, next,
-                     &s.dst);
+  status = ParseList(ports, fields.Next(), Mirror_ParseDstEntity, dstFailure, s, index, wide, table,
+                     next, &s.dst);
   if (status == ZOR_OK) {
-    status = ParseList(fields.Next(), Mirror_ParseSrcEntity, srcFailure, s, index, wide, table,
-                       next, &s.srcIn);
+    status = ParseList(ports, fields.Next(), Mirror_ParseSrcEntity, srcFailure, s, index, wide,
+                       table, next, &s.srcIn);
   }
   if (status == ZOR_OK) {
-    status = ParseList(fields.Next(), Mirror_ParseSrcEntity, srcFailure, s, index, wide, table,
-                       next, &s.srcOut);
+    status = ParseList(ports, fields.Next(), Mirror_ParseSrcEntity, srcFailure, s, index, wide,
+                       table, next, &s.srcOut);
   }
   if (status != ZOR_OK) return status;
 
@@ -407,6 +386,7 @@ std::optional<ByteWriter> NewBlock(size_t length) {
 
 struct ClearWalk {
   const StateOps *state;
+  MirrorPortList *ports;
   const char *key;
 };
 
@@ -418,9 +398,9 @@ struct ClearWalk {
 int ClearUnnamedPort(DVSPort *p, void *context) {
   const ClearWalk *walk = static_cast<const ClearWalk *>(context);
   const char *name = DVS_PortId(p);
-  const auto named = mirrorDVPortList.index.find(name);
-  if (named != mirrorDVPortList.index.end()) {
-    mirrorDVPortList.nodes[named->second].port = p;
+  const auto named = walk->ports->index.find(name);
+  if (named != walk->ports->index.end()) {
+    walk->ports->nodes[named->second].port = p;
     return 0;
   }
   DVSDataNode *node = nullptr;
@@ -585,9 +565,7 @@ bool PrintSessionRecord(const ByteReader &value, uint32_t i, uint32_t formatVers
   printf("\n\t\t\tdname:\t\t\t");
   PrintField(value, at + MIRROR_SESSION_OFF_DNAME, MIRROR_SESSION_DNAME_LEN);
   printf("\n\t\t\tflags:\t\t\t");
-  for (const auto &flag : sessionFlags) {
-    if ((flags & flag.bit) != 0) printf("%s", flag.word);
-  }
+  PrintBitNames(sessionFlagWords, flags);
   printf("\n\t\t\tsnapLen:\t\t%d%s\n\t\t\tencapVlan:\t\t%d%s\n", static_cast<int32_t>(snapLen),
          snapLen == 0xFFFFFFFFu ? " (full frame)" : "",
          static_cast<int>(*value.U16(at + MIRROR_SESSION_OFF_ENCAP_VLAN)),
@@ -638,22 +616,23 @@ bool PrintSessionRecord(const ByteReader &value, uint32_t i, uint32_t formatVers
  * The list of participating dvPorts and the entity parsers
  * ====================================================================== */
 
-ZOR_ReturnStatus Mirror_AddPortSession(const char *portName, uint32_t sessionIndex, bool wide) {
+ZOR_ReturnStatus Mirror_AddPortSession(MirrorPortList &ports, const char *portName,
+                                       uint32_t sessionIndex, bool wide) {
   const size_t width = wide ? MIRROR_ENTITY_WIDE_DVPORT_NAME_LEN : MIRROR_ENTITY_DVPORT_NAME_LEN;
   if (strlen(portName) > width) return ZOR_BAD_PARAM;
   MirrorPortNode *node = nullptr;
-  const auto found = mirrorDVPortList.index.find(portName);
-  if (found != mirrorDVPortList.index.end()) {
-    node = &mirrorDVPortList.nodes[found->second];
+  const auto found = ports.index.find(portName);
+  if (found != ports.index.end()) {
+    node = &ports.nodes[found->second];
   } else {
     try {
-      mirrorDVPortList.nodes.push_back(MirrorPortNode{portName, {}});
-      mirrorDVPortList.index.emplace(portName, mirrorDVPortList.nodes.size() - 1);
+      ports.nodes.push_back(MirrorPortNode{portName, {}});
+      ports.index.emplace(portName, ports.nodes.size() - 1);
     } catch (const std::bad_alloc &) {
       fprintf(stderr, "Failed to alloc memory for dvPort %s\n", portName);
       return ZOR_NO_MEMORY;
     }
-    node = &mirrorDVPortList.nodes.back();
+    node = &ports.nodes.back();
   }
   std::vector<uint32_t> &sessions = node->sessions;
   /* Sessions are parsed in order, so a repeat is nearly always the last entry. */
@@ -672,13 +651,14 @@ ZOR_ReturnStatus Mirror_AddPortSession(const char *portName, uint32_t sessionInd
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Mirror_ParseDstEntity(uint32_t sessionType, const char *item,
-                                       uint32_t sessionIndex, ByteWriter &entity, bool wide) {
+ZOR_ReturnStatus Mirror_ParseDstEntity(MirrorPortList &ports, uint32_t sessionType,
+                                       const char *item, uint32_t sessionIndex, ByteWriter &entity,
+                                       bool wide) {
   switch (sessionType) {
     case MIRROR_SESSION_MIXDST:
     case MIRROR_SESSION_DVPORT:
     case MIRROR_SESSION_RMIRROR_DST:
-      return ParseDvPortItem(item, sessionIndex, entity, wide);
+      return ParseDvPortItem(ports, item, sessionIndex, entity, wide);
     case MIRROR_SESSION_RMIRROR_SRC:
       return ParseUplinkItem(item, entity);
     default:
@@ -686,10 +666,11 @@ ZOR_ReturnStatus Mirror_ParseDstEntity(uint32_t sessionType, const char *item,
   }
 }
 
-ZOR_ReturnStatus Mirror_ParseSrcEntity(uint32_t sessionType, const char *item,
-                                       uint32_t sessionIndex, ByteWriter &entity, bool wide) {
+ZOR_ReturnStatus Mirror_ParseSrcEntity(MirrorPortList &ports, uint32_t sessionType,
+                                       const char *item, uint32_t sessionIndex, ByteWriter &entity,
+                                       bool wide) {
   if (sessionType != MIRROR_SESSION_RMIRROR_DST) {
-    return ParseDvPortItem(item, sessionIndex, entity, wide);
+    return ParseDvPortItem(ports, item, sessionIndex, entity, wide);
   }
   const uint16_t vlan = static_cast<uint16_t>(strtol(item, nullptr, 10));
   if (vlan == 0) {
@@ -705,25 +686,19 @@ ZOR_ReturnStatus Mirror_ParseSrcEntity(uint32_t sessionType, const char *item,
  * The command
  * ====================================================================== */
 
-ZOR_ReturnStatus Mirror_ClearPortSessions(const StateOps &state, const char *switchId,
-                                          SwitchClass cls) {
-  ClearWalk walk = {&state, MirrorPort_Key(cls)};
-  DVSSwitch *h = DVSState_SwitchFind(switchId);
-  if (h == nullptr) {
-    fprintf(stderr, "DVS %s doesn't exist.\n", switchId);
-    return ZOR_NOT_FOUND;
-  }
+void Mirror_ClearPortSessions(const StateOps &state, MirrorPortList &ports, DVSSwitch *h,
+                              SwitchClass cls) {
+  ClearWalk walk = {&state, &ports, MIRROR_PORT_KEY.For(cls)};
   DVSState_PortForEach(h, ClearUnnamedPort, &walk);
-  return ZOR_OK;
 }
 
-ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const char *switchId,
-                                         const ByteWriter *table, bool wide, SwitchClass cls,
-                                         uint32_t formatVersion) {
-  const char *key = MirrorPort_Key(cls);
+ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const MirrorPortList &ports,
+                                         const char *switchId, const ByteWriter *table, bool wide,
+                                         SwitchClass cls, uint32_t formatVersion) {
+  const char *key = MIRROR_PORT_KEY.For(cls);
   const ByteReader source(table != nullptr ? table->Data() : nullptr,
                           table != nullptr ? table->Length() : 0);
-  for (const MirrorPortNode &node : mirrorDVPortList.nodes) {
+  for (const MirrorPortNode &node : ports.nodes) {
     const char *port = node.name.c_str();
     const std::optional<ByteWriter> portTable = BuildPortTable(source, node, wide, formatVersion);
     if (!portTable) {
@@ -748,20 +723,9 @@ ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const char *swit
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, const char *switchId, const char *text,
-                                    SwitchClass cls) {
-  mirrorDVPortList.nodes.clear();
-  mirrorDVPortList.index.clear();
-
-  if (Config_Load(state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE) != ZOR_OK) {
-    fprintf(stderr, "Failed to load FENN configuration\n");
-    return ZOR_FAILURE;
-  }
-  DVSSwitch *h = DVSState_SwitchFind(switchId);
-  if (h == nullptr) {
-    fprintf(stderr, "FENN %s doesn't exist.\n", switchId);
-    return ZOR_NOT_FOUND;
-  }
+ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, DVSSwitch *h, const char *switchId,
+                                    const char *text, SwitchClass cls) {
+  MirrorPortList ports;
   const uint32_t version = h->version;
   const bool wide = version >= MIRROR_WIDE_VERSION;
 
@@ -820,51 +784,121 @@ ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, const char *switchId,
   for (uint32_t i = 0; i < sessions; i++) {
     size_t end = body.find('*', start);
     if (end == std::string_view::npos) end = body.size();
-    const ZOR_ReturnStatus status =
-        ParseSession(body.substr(start, end - start), i, formatVersion, wide, *table, &entities);
+    const ZOR_ReturnStatus status = ParseSession(ports, body.substr(start, end - start), i,
+                                                 formatVersion, wide, *table, &entities);
     if (status != ZOR_OK) return status;
     start = end + 1;
   }
   printf("total ports: %u\n", entities);
 
-  ZOR_ReturnStatus status = Mirror_ClearPortSessions(state, switchId, cls);
-  if (status != ZOR_OK) {
-    fprintf(stderr, "Failed to clear session property\n");
-    return status;
-  }
+  Mirror_ClearPortSessions(state, ports, h, cls);
   if (version <= MIRROR_MAX_UNSUPPORTED_VERSION) {
     fprintf(stderr,
             "Can't apply session as a dvPort property to FENN whose version is older than 6.0\n");
     return ZOR_NOT_SUPPORTED;
   }
-  status = Mirror_PushPortSessions(state, switchId, table ? &table->bytes : nullptr, wide, cls,
-                                   formatVersion);
+  const ZOR_ReturnStatus status = Mirror_PushPortSessions(
+      state, ports, switchId, table ? &table->bytes : nullptr, wide, cls, formatVersion);
   if (status != ZOR_OK) fprintf(stderr, "Failed to push dvPort property\n");
   return status;
 }
 
-ZOR_ReturnStatus Cmd_SetMirror(const CommandContext &ctx) {
-  return Mirror_SetSessions(ctx.state, ctx.sw, ctx.inv.mirrorSpec, ctx.cls);
+CommandResult Cmd_SetMirror(const CommandContext &ctx) {
+  return Mirror_SetSessions(ctx.state, ctx.handle, ctx.sw, ctx.inv.mirrorSpec, ctx.cls);
 }
+
+/* ======================================================================
+ * The family
+ * ====================================================================== */
+
+namespace {
+
+const UsageEntry mirrorUsage[] = {
+    {13,
+     "brakk -m \"v1*sid;dname;snaplen;encapvlan;flags;wildcardsIn,wildcardsOut;\n"
+     "             dst;srcIn;srcOut;*sid2;dname2...\"\n"
+     "                                              set dvmirror configuration on FENN50\n"
+     "     or -m \"v2*sid;dname;stype;snaplen;encapvlan;flags;samplerate;\n"
+     "             dst;srcIn;srcOut;*sid2;dname2...\"\n"
+     "                                              set dvmirror configuration on FENN51\n"
+     "     or -m "
+     "\"v3*sid;dname;stype;encap-type;erspanID;erspanCOS;erspanGra;snaplen;encapvlan;flags;"
+     "samplerate;\n"
+     "             dst;srcIn;srcOut;*sid2;dname2...\"\n"
+     "                                              set dvmirror configuration on FENN51\n"
+     "\tsid:             session id\n"
+     "\tdname:           display name\n"
+     "\tsnaplen:         mirrored packets are truncated to the length, the default and min value "
+     "is "
+     "60\n"
+     "\tencapvlan:       encapsulation vlan (1-4094), mirrored packets are encapsulated by the "
+     "vlan.\n"
+     "\t                 If a valid vlan is set, the \"e\" flag should also be set.\n"
+     "\tflags:           i:  disallow normal input\n"
+     "\t                 o:  disallow normal output\n"
+     "\t                 e:  encapsulate packets using encapvlan\n"
+     "\t                 v:  keep original vlan\n"
+     "\t                 l:  legacy promiscuous session\n"
+     "\t                 d:  disabled\n"
+     "\twildcards:       v:  vm\n"
+     "\t                 p:  pnic\n"
+     "\t                 k:  tcpip (zornic)\n"
+     "\t                 c:  cos (deprecated)\n"
+     "\t                 t:  test port\n"
+     "\tdst:             destination ports, separated by ','\n"
+     "\tsrcIn:           ingress source ports, separated by ','\n"
+     "\tsrcOut:          egress source ports, separated by ','\n"
+     "\tstype:           session type, it could be DVPORT, RMIRROR_SRC, RMIRROR_DST, ERMIRROR_SRC "
+     "and MIXDST\n"
+     "\tencap-type:      encapsulation type, it could be GRE_ONLY, ERSPAN2 and ERSPAN3\n"
+     "\terspanID:        identification associated with each ERSPAN session\n"
+     "\terspanCOS:       class of service of the mirrored frame\n"
+     "\terspanGra:       time unit to be supported for time-stamping, but only support ERSPAN3\n"
+     "\tsamplerate:      sampling rate to capture packets, the default and min value is 1\n"
+     "\tMixed dest session      srcIn:  non-uplink DVPort\n"
+     "\t                        srcOut: non-uplink DVPort\n"
+     "\t                        dst:    non-uplink DVPort or uplink DVPort\n"
+     "\tLocal DVPort session    srcIn:  non-uplink DVPort\n"
+     "\t                        srcOut: non-uplink DVPort\n"
+     "\t                        dst:    non-uplink DVPort\n"
+     "\tRMirror src session     srcIn:  non-uplink DVPort\n"
+     "\t                        srcOut: non-uplink uplink\n"
+     "\t                        dst:    uplink name\n"
+     "\tRMirror dst session     srcIn:  vlan\n"
+     "\t                        srcOut: none\n"
+     "\t                        dst:    non-uplink DVPort\n"
+     "\tERMirror src session    srcIn:  non-uplink DVPort\n"
+     "\t                        srcOut: non-uplink DVPort\n"
+     "\t                        dst:    IPv4 or IPv6"},
+};
+
+const PropPrinterRow mirrorPrinters[] = {
+    {MIRROR_KEY_VSWITCH, Prop_PrintMirrorSessions},
+    {MIRROR_KEY_ETHERSWITCH_PORT, Prop_PrintMirrorSessions},
+    {MIRROR_KEY_VSWITCH_PORT, Prop_PrintMirrorSessions},
+};
+
+}  // namespace
+
+const PropFamily MIRROR_FAMILY = {"mirror", mirrorPrinters, mirrorUsage};
 
 /* ======================================================================
  * Printer
  * ====================================================================== */
 
-void Prop_PrintMirrorSessions(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintMirrorSessions(const PrintContext &pc, const char *key, const void *value,
+                              uint32_t length, int32_t flags) {
   const ByteReader table(value, length);
   printf("\t\t%s:\n", key);
 
   const uint32_t sessions = table.U32(MIRROR_TABLE_OFF_SESSIONS).value_or(0);
   const uint32_t formatVersion = table.U32(MIRROR_TABLE_OFF_FORMAT).value_or(0);
-  const bool wide = listingHighVersion;
+  const bool wide = pc.highVersion;
   const size_t entityBase =
       MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * sessions;
   uint32_t r = 0;
   for (uint32_t i = 0; i < sessions; i++) {
     if (!PrintSessionRecord(table, i, formatVersion, entityBase, wide, &r)) break;
   }
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }

@@ -19,7 +19,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /* The per-dvPort session table; the class of the switch chooses one. */
@@ -28,8 +29,11 @@
 /* A switch-wide session table on the global list; listed, never written here. */
 #define MIRROR_KEY_VSWITCH "com.corvane.vswitch.mirrorSessions"
 
-/* The key of the per-dvPort session table for a switch of class cls. */
-const char *MirrorPort_Key(SwitchClass cls);
+/* The per-dvPort session table's key, by the class of the switch. */
+inline constexpr ClassKey MIRROR_PORT_KEY = {MIRROR_KEY_ETHERSWITCH_PORT, MIRROR_KEY_VSWITCH_PORT};
+
+/* The family's printer rows and usage entry (-m). */
+extern const PropFamily MIRROR_FAMILY;
 
 /*
  * Mirror session table, packed, little-endian: a 20-byte header, S session
@@ -158,7 +162,7 @@ enum MirrorEntityKind : uint32_t {
 size_t MirrorEntity_Len(bool wide);
 
 /*
- * The dvPorts that take part in the sessions of the last -m, in the order
+ * The dvPorts that take part in the sessions of one -m, in the order
  * in which each was first named, each with the indices (from 0, in text
  * order) of its sessions in the order it was first named in them. A
  * (dvPort, session) pair is held once. Names are whole: a name longer
@@ -173,76 +177,77 @@ struct MirrorPortList {
   std::vector<MirrorPortNode> nodes;
   std::unordered_map<std::string, size_t> index; /* name to position in nodes */
 };
-extern MirrorPortList mirrorDVPortList;
 
 /*
- * Records in mirrorDVPortList that dvPort portName takes part in session
+ * Records in ports that dvPort portName takes part in session
  * sessionIndex; wide selects the name width (48 bytes, else 16). Returns 0,
  * ZOR_BAD_PARAM when the name is longer than the width, or ZOR_NO_MEMORY
  * (after printing why) when the list cannot grow.
  */
-ZOR_ReturnStatus Mirror_AddPortSession(const char *portName, uint32_t sessionIndex, bool wide);
+ZOR_ReturnStatus Mirror_AddPortSession(MirrorPortList &ports, const char *portName,
+                                       uint32_t sessionIndex, bool wide);
 
 /*
  * Fill entity, a zeroed record of MirrorEntity_Len(wide) bytes, from one
  * list item of a session of type sessionType (the session's index is
- * sessionIndex); dvPorts named are recorded in mirrorDVPortList.
+ * sessionIndex); dvPorts named are recorded in ports.
  * Mirror_ParseDstEntity reads dst items: a dvPort, an uplink name
  * (RMIRROR_SRC) or an IP address (ERMIRROR_SRC). Mirror_ParseSrcEntity
  * reads srcIn and srcOut items: a VLAN (RMIRROR_DST) or a dvPort. Both
  * return 0 or the failure status after printing the item's own message.
  */
-ZOR_ReturnStatus Mirror_ParseDstEntity(uint32_t sessionType, const char *item,
-                                       uint32_t sessionIndex, ByteWriter &entity, bool wide);
-ZOR_ReturnStatus Mirror_ParseSrcEntity(uint32_t sessionType, const char *item,
-                                       uint32_t sessionIndex, ByteWriter &entity, bool wide);
+ZOR_ReturnStatus Mirror_ParseDstEntity(MirrorPortList &ports, uint32_t sessionType,
+                                       const char *item, uint32_t sessionIndex, ByteWriter &entity,
+                                       bool wide);
+ZOR_ReturnStatus Mirror_ParseSrcEntity(MirrorPortList &ports, uint32_t sessionType,
+                                       const char *item, uint32_t sessionIndex, ByteWriter &entity,
+                                       bool wide);
 
 /*
- * -m TEXT on switch switchId of class cls, editing state: parses TEXT
- * whole (printing each session on standard output), then removes the
- * session table from every port of the switch that takes part in no
- * session, then refuses switches of version 3 and below, then writes each
- * participating dvPort its own table. Loads the configuration state from
- * the command's source first. Returns 0 or the status of the first
- * failure, after printing its message; nothing is written when TEXT does
- * not parse.
+ * -m TEXT on switch switchId of class cls, whose handle h is in the
+ * loaded configuration state, editing state: parses TEXT whole (printing
+ * each session on standard output), then removes the session table from
+ * every port of the switch that takes part in no session, then refuses
+ * switches of version 3 and below, then writes each participating dvPort
+ * its own table. Returns 0 or the status of the first failure, after
+ * printing its message; nothing is written when TEXT does not parse.
  */
-ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, const char *switchId, const char *text,
-                                    SwitchClass cls);
+ZOR_ReturnStatus Mirror_SetSessions(const StateOps &state, DVSSwitch *h, const char *switchId,
+                                    const char *text, SwitchClass cls);
 
 /*
- * Removes the session table from every port of switch switchId (in the
- * loaded configuration state) that is not in mirrorDVPortList: through the
- * port's handle in file mode, through the kernel otherwise. Notes the
- * handle of each port of the list in its node. Returns 0, or ZOR_NOT_FOUND
- * when the switch is not loaded.
+ * Removes the session table from every port of switch h (in the loaded
+ * configuration state) that is not in ports: through the port's handle in
+ * file mode, through the kernel otherwise. Notes the handle of each port
+ * of the list in its node.
  */
-ZOR_ReturnStatus Mirror_ClearPortSessions(const StateOps &state, const char *switchId,
-                                          SwitchClass cls);
+void Mirror_ClearPortSessions(const StateOps &state, MirrorPortList &ports, DVSSwitch *h,
+                              SwitchClass cls);
 
 /*
- * Writes each dvPort of mirrorDVPortList, in list order, the table of its
- * sessions cut from table (the source table that the parser built; null
- * when there are no sessions): in file mode through the handle that
+ * Writes each dvPort of ports, in list order, the table of its sessions
+ * cut from table (the source table that the parser built; null when there
+ * are no sessions): in file mode through the handle that
  * Mirror_ClearPortSessions noted (a port without one is not on the switch,
  * ZOR_NOT_FOUND), in kernel mode by name. Stops at the first failed write,
  * printing "Failed to push mirror data to dvPort %s"; ports written before
  * keep their tables. Returns 0 or that status.
  */
-ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const char *switchId,
-                                         const ByteWriter *table, bool wide, SwitchClass cls,
-                                         uint32_t formatVersion);
+ZOR_ReturnStatus Mirror_PushPortSessions(const StateOps &state, const MirrorPortList &ports,
+                                         const char *switchId, const ByteWriter *table, bool wide,
+                                         SwitchClass cls, uint32_t formatVersion);
 
-/* The -m command: Mirror_SetSessions with the invocation's text. */
-ZOR_ReturnStatus Cmd_SetMirror(const CommandContext &ctx);
+/* The -m command: Mirror_SetSessions with the switch the flow found and the invocation's text. */
+CommandResult Cmd_SetMirror(const CommandContext &ctx);
 
 /*
  * Printer of the session tables: every session with its fields and its
  * three entity lists, eight entities to a line (seven on the first), then
- * the flags. Entity records are 52 bytes while listingHighVersion is set,
- * else 36. Reads only what lies inside the value: a session or entity
- * that does not fit ends the value's lines.
+ * the flags. Entity records are 52 bytes for a switch of the newer layout
+ * (pc.highVersion), else 36. Reads only what lies inside the value: a
+ * session or entity that does not fit ends the value's lines.
  */
-void Prop_PrintMirrorSessions(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintMirrorSessions(const PrintContext &pc, const char *key, const void *value,
+                              uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_MIRROR_H

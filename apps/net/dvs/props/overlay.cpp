@@ -18,7 +18,8 @@
 #include <string_view>
 #include <vector>
 
-#include "listing/listing.h"
+#include "base/print.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -204,12 +205,6 @@ int Width(std::string_view text) {
   return static_cast<int>(text.size());
 }
 
-void PrintFlagsLine(int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
-  printf("\t\t\tpropType = %s\n", flagsText);
-}
-
 /*
  * Calls each(offset) for the records of an overlay list value, in order.
  * Returns false when the count or a record lies past the value's end (the
@@ -243,7 +238,7 @@ ZOR_ReturnStatus Overlay_Build(const char *text, bool instanceForm, ByteWriter &
   return BuildInstances(pairs, value);
 }
 
-ZOR_ReturnStatus Cmd_SetOverlay(const CommandContext &ctx) {
+CommandResult Cmd_SetOverlay(const CommandContext &ctx) {
   const char *target = ctx.inv.portName;
   /* Only the global list takes instances; any other target, hostPropList too, is a port. */
   const bool instanceForm = strcmp(target, DVS_TARGET_GLOBAL_LIST) == 0;
@@ -310,7 +305,7 @@ ZOR_ReturnStatus Dvfilter_Build(const char *text, ByteWriter &value) {
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetDvfilter(const CommandContext &ctx) {
+CommandResult Cmd_SetDvfilter(const CommandContext &ctx) {
   ByteWriter value(0);
   const ZOR_ReturnStatus built = Dvfilter_Build(ctx.inv.commandArg, value);
   if (built != ZOR_OK) return built;
@@ -319,8 +314,8 @@ ZOR_ReturnStatus Cmd_SetDvfilter(const CommandContext &ctx) {
                            PROP_CONFIG);
 }
 
-void Prop_PrintOverlayInstances(const char *key, const void *value, uint32_t length,
-                                int32_t flags) {
+void Prop_PrintOverlayInstances(const PrintContext &, const char *key, const void *value,
+                                uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =", key);
   const bool whole = ForEachOverlayRecord(r, OVERLAY_INSTANCE_LEN, [&](size_t offset) {
@@ -330,10 +325,11 @@ void Prop_PrintOverlayInstances(const char *key, const void *value, uint32_t len
     printf(" %.*s(%u)", Width(name), name.data(), depth);
   });
   printf("\n");
-  if (whole) PrintFlagsLine(flags);
+  if (whole) Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintPortOverlay(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintPortOverlay(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s =", key);
   const bool whole = ForEachOverlayRecord(r, OVERLAY_PARAM_LEN, [&](size_t offset) {
@@ -342,10 +338,11 @@ void Prop_PrintPortOverlay(const char *key, const void *value, uint32_t length, 
     printf("0x%0" PRIx64 "@%u ", number, depth);
   });
   printf("\n");
-  if (whole) PrintFlagsLine(flags);
+  if (whole) Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintDvfilter(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintDvfilter(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s = filters", key);
   const std::optional<uint32_t> count = r.U32(DVFILTER_OFF_COUNT);
@@ -377,5 +374,26 @@ void Prop_PrintDvfilter(const char *key, const void *value, uint32_t length, int
       offset += DVFILTER_PARAM_LEN;
     }
   }
-  PrintFlagsLine(flags);
+  Prop_PrintFlagsLine(flags);
 }
+
+/* ---- The family ---------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry overlayUsage[] = {
+    {20,
+     "brakk -o \"depth,param|classname;depth,param|classname;... -p port|globalPropList "
+     "switch_name\n"
+     "                                              set overlay parameters for port"},
+};
+
+const PropPrinterRow overlayPrinters[] = {
+    {OVERLAY_KEY_INSTANCES, Prop_PrintOverlayInstances},
+    {OVERLAY_KEY_PORT, Prop_PrintPortOverlay},
+    {DVFILTER_KEY, Prop_PrintDvfilter},
+};
+
+}  // namespace
+
+const PropFamily OVERLAY_FAMILY = {"overlay", overlayPrinters, overlayUsage};

@@ -19,13 +19,17 @@
 
 #include <stdint.h>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /* Keys; the same for every switch class. */
 #define OVERLAY_KEY_INSTANCES "com.corvane.common.overlay"
 #define OVERLAY_KEY_PORT "com.corvane.common.port.overlay"
 #define DVFILTER_KEY "com.corvane.common.port.dvfilter"
+
+/* The printer rows and usage entry of both families (-o; -F has none). */
+extern const PropFamily OVERLAY_FAMILY;
 
 /*
  * OverlayInstanceList (global list), packed, little-endian, 4 + 36 x n:
@@ -109,7 +113,7 @@ ZOR_ReturnStatus Overlay_Build(const char *text, bool instanceForm, ByteWriter &
  * exactly globalPropList, the parameters of the -p port otherwise.
  * Returns the write's or removal's status, or ZOR_BAD_PARAM.
  */
-ZOR_ReturnStatus Cmd_SetOverlay(const CommandContext &ctx);
+CommandResult Cmd_SetOverlay(const CommandContext &ctx);
 
 /*
  * Builds the value of -F from text ("slot,name[,onFailure[,index:value...]]"
@@ -119,13 +123,16 @@ ZOR_ReturnStatus Cmd_SetOverlay(const CommandContext &ctx);
 ZOR_ReturnStatus Dvfilter_Build(const char *text, ByteWriter &value);
 
 /* The -F command on the -p port. Returns the write's status or DVFILTER_PARSE_FAILED. */
-ZOR_ReturnStatus Cmd_SetDvfilter(const CommandContext &ctx);
+CommandResult Cmd_SetDvfilter(const CommandContext &ctx);
 
 /* Printer of the instance list: " name(depth)" for each on the key's line. */
-void Prop_PrintOverlayInstances(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintOverlayInstances(const PrintContext &pc, const char *key, const void *value,
+                                uint32_t length, int32_t flags);
 /* Printer of the port parameters: "0xvalue@depth " for each on the key's line. */
-void Prop_PrintPortOverlay(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintPortOverlay(const PrintContext &pc, const char *key, const void *value,
+                           uint32_t length, int32_t flags);
 /* Printer of the DVFilter list: a line per filter and per parameter, then the flags. */
-void Prop_PrintDvfilter(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintDvfilter(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                        int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_OVERLAY_H

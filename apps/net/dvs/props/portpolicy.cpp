@@ -11,7 +11,8 @@
 
 #include <optional>
 
-#include "listing/listing.h"
+#include "base/print.h"
+#include "state/state_ops.h"
 #include "state/target.h"
 
 namespace {
@@ -21,21 +22,13 @@ namespace {
 /* The word printed for a byte or word that has no name in its list. */
 const char *const unknownName = "unknown";
 
-const char *const discoveryProtocolNames[] = {"CDP", "LLDP"};
-const char *const discoveryModeNames[] = {"down", "listen", "advertise", "advertise & listen"};
-const char *const macLimitPolicyNames[] = {"ALLOW", "DROP"};
-
-/* The name of value in names, or fallback when value lies past the list. */
-template <size_t N>
-const char *NameOf(const char *const (&names)[N], uint32_t value, const char *fallback) {
-  return value < N ? names[value] : fallback;
-}
+const ValueName discoveryProtocolNames[] = {{0, "CDP"}, {1, "LLDP"}};
+const ValueName discoveryModeNames[] = {
+    {0, "down"}, {1, "listen"}, {2, "advertise"}, {3, "advertise & listen"}};
+const ValueName macLimitPolicyNames[] = {{0, "ALLOW"}, {1, "DROP"}};
 
 /* Receive flags in the order in which the listing shows them. */
-const struct {
-  uint32_t bit;
-  const char *word;
-} extraFrpWords[] = {
+const ValueName extraFrpWords[] = {
     {EXTRA_FRP_UNICAST, "  UNICAST"},   {EXTRA_FRP_MULTICAST, "  MULTICAST"},
     {EXTRA_FRP_ALLMULTI, "  ALLMULTI"}, {EXTRA_FRP_BROADCAST, "  BROADCAST"},
     {EXTRA_FRP_PROMISC, "  PROMISC"},   {EXTRA_FRP_USE_LADRF, "  USE_LADRF"},
@@ -50,18 +43,7 @@ const char *DenyAllow(uint32_t bits, uint32_t bit) {
   return (bits & bit) != 0 ? "deny" : "allow";
 }
 
-void PrintFlagsLine(int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
-  printf("\t\t\tpropType = %s\n", flagsText);
-}
-
 }  // namespace
-
-const char *ExtraFrp_Key(SwitchClass cls) {
-  return cls == SWITCH_CLASS_ETHERSWITCH ? EXTRA_FRP_KEY_ETHERSWITCH_PORT
-                                         : EXTRA_FRP_KEY_VSWITCH_PORT;
-}
 
 ByteWriter Discovery_Build(int32_t cdpFlags) {
   const uint32_t bits = static_cast<uint32_t>(cdpFlags);
@@ -77,20 +59,21 @@ ByteWriter ExtraFrp_BuildSink(uint8_t enable) {
   return value;
 }
 
-ZOR_ReturnStatus Cmd_SetCdp(const CommandContext &ctx) {
+CommandResult Cmd_SetCdp(const CommandContext &ctx) {
   const ByteWriter value = Discovery_Build(ctx.inv.cdpFlags);
   return ctx.state.globalSet(ctx.sw, DISCOVERY_KEY, value.Data(), value.Length(), PROP_CONFIG);
 }
 
-ZOR_ReturnStatus Cmd_EnableSink(const CommandContext &ctx) {
+CommandResult Cmd_EnableSink(const CommandContext &ctx) {
   const ByteWriter value = ExtraFrp_BuildSink(ctx.inv.sinkEnable);
   /* The command replaces the whole policy and does not report a failed write. */
-  Target_SetProp(ctx.state, ctx.sw, ctx.inv.portName, ExtraFrp_Key(ctx.cls), value.Data(),
+  Target_SetProp(ctx.state, ctx.sw, ctx.inv.portName, EXTRA_FRP_KEY.For(ctx.cls), value.Data(),
                  value.Length());
   return ZOR_OK;
 }
 
-void Prop_PrintSecurity(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintSecurity(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t flags) {
   const std::optional<uint32_t> bits = ByteReader(value, length).U32(SECURITY_OFF_BITS);
   printf("\t\t%s = ", key);
   if (!bits) {
@@ -100,10 +83,11 @@ void Prop_PrintSecurity(const char *key, const void *value, uint32_t length, int
   printf("%s promiscuous; %s mac change; %s forged frames\n",
          DenyAllow(*bits, SECURITY_DENY_PROMISCUOUS), DenyAllow(*bits, SECURITY_DENY_MAC_CHANGE),
          DenyAllow(*bits, SECURITY_DENY_FORGED));
-  PrintFlagsLine(flags);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintMacManagement(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintMacManagement(const PrintContext &, const char *key, const void *value,
+                             uint32_t length, int32_t flags) {
   static const struct {
     size_t offset;
     const char *format;
@@ -125,10 +109,11 @@ void Prop_PrintMacManagement(const char *key, const void *value, uint32_t length
   const std::optional<uint32_t> policy = r.U32(MAC_MGMT_OFF_LIMIT_POLICY);
   if (!policy) return;
   printf("\t\t\t MAC Limit Policy = %s\n", NameOf(macLimitPolicyNames, *policy, "UNKNOWN"));
-  PrintFlagsLine(flags);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintDiscovery(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintDiscovery(const PrintContext &, const char *key, const void *value, uint32_t length,
+                         int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s = ", key);
   const std::optional<uint8_t> protocol = r.U8(DISCOVERY_OFF_PROTOCOL);
@@ -143,10 +128,11 @@ void Prop_PrintDiscovery(const char *key, const void *value, uint32_t length, in
     return;
   }
   printf(", %s\n", NameOf(discoveryModeNames, *mode, unknownName));
-  PrintFlagsLine(flags);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintExtraEthFRP(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintExtraEthFRP(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s = ", key);
   const std::optional<uint32_t> bits = r.U32(EXTRA_FRP_OFF_FLAGS);
@@ -154,9 +140,7 @@ void Prop_PrintExtraEthFRP(const char *key, const void *value, uint32_t length, 
     printf("\n");
     return;
   }
-  for (const auto &word : extraFrpWords) {
-    if ((*bits & word.bit) != 0) printf("%s", word.word);
-  }
+  PrintBitNames(extraFrpWords, *bits);
   printf("\n");
   if ((*bits & EXTRA_FRP_MULTICAST) != 0) {
     const std::optional<uint16_t> count = r.U16(EXTRA_FRP_OFF_ADDR_COUNT);
@@ -169,5 +153,37 @@ void Prop_PrintExtraEthFRP(const char *key, const void *value, uint32_t length, 
              static_cast<int>(i), a[0], a[1], a[2], a[3], a[4], a[5]);
     }
   }
-  PrintFlagsLine(flags);
+  Prop_PrintFlagsLine(flags);
 }
+
+/* ---- The families -------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry portPolicyUsage[] = {
+    {39,
+     "brakk --enableSink [0|1] -p dvport switch_name      disable|enable sink mode on a dvPort"},
+    {48,
+     "brakk -B cdp_lldp_flags dvport switch_name  enable/disable cdp/lldp on the dvport\n"
+     "\tcdp_lldp_flags:     0x0           CDP down\n"
+     "\t                    0x1           CDP listen\n"
+     "\t                    0x2           CDP advertise\n"
+     "\t                    0x3           CDP both\n"
+     "\t                    0x10000       LLDP down\n"
+     "\t                    0x10001       LLDP listen\n"
+     "\t                    0x10002       LLDP advertise\n"
+     "\t                    0x10003       LLDP both"},
+};
+
+const PropPrinterRow portPolicyPrinters[] = {
+    {SECURITY_KEY_ETHERSWITCH_PORT, Prop_PrintSecurity},
+    {SECURITY_KEY_VSWITCH_PORT, Prop_PrintSecurity},
+    {MAC_MANAGEMENT_KEY, Prop_PrintMacManagement},
+    {DISCOVERY_KEY, Prop_PrintDiscovery},
+    {EXTRA_FRP_KEY_ETHERSWITCH_PORT, Prop_PrintExtraEthFRP},
+    {EXTRA_FRP_KEY_VSWITCH_PORT, Prop_PrintExtraEthFRP},
+};
+
+}  // namespace
+
+const PropFamily PORT_POLICY_FAMILY = {"portpolicy", portPolicyPrinters, portPolicyUsage};

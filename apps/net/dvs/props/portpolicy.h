@@ -14,7 +14,8 @@
 
 #include <stdint.h>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /* Keys. The two pairs depend on the switch's class; the discovery key serves every class. */
@@ -24,6 +25,13 @@
 #define DISCOVERY_KEY "com.corvane.etherswitch.cdp"
 #define EXTRA_FRP_KEY_ETHERSWITCH_PORT "com.corvane.etherswitch.port.extraEthFRP"
 #define EXTRA_FRP_KEY_VSWITCH_PORT "com.corvane.vswitch.port.extraEthFRP"
+
+/* The key of the extra frame-receive policy, by the class of the switch. */
+inline constexpr ClassKey EXTRA_FRP_KEY = {EXTRA_FRP_KEY_ETHERSWITCH_PORT,
+                                           EXTRA_FRP_KEY_VSWITCH_PORT};
+
+/* The families' printer rows and usage entries (--enableSink, -B). */
+extern const PropFamily PORT_POLICY_FAMILY;
 
 /*
  * Security policy, 4 bytes: one u32 of SECURITY_DENY_* bits.
@@ -84,9 +92,6 @@
 #define EXTRA_FRP_USE_LADRF 0x20
 #define EXTRA_FRP_SINK 0x10000
 
-/* The key of the extra frame-receive policy for a switch of class cls. */
-const char *ExtraFrp_Key(SwitchClass cls);
-
 /*
  * The discovery value of the -B flags word: protocol from bits 16..23,
  * mode from bits 0..7 (0x10003 is LLDP, advertise and listen).
@@ -100,18 +105,22 @@ ByteWriter Discovery_Build(int32_t cdpFlags);
 ByteWriter ExtraFrp_BuildSink(uint8_t enable);
 
 /* -B: writes the discovery value to the global list; returns the write's status. */
-ZOR_ReturnStatus Cmd_SetCdp(const CommandContext &ctx);
+CommandResult Cmd_SetCdp(const CommandContext &ctx);
 
 /*
  * --enableSink: replaces the frame-receive policy of the -p target.
  * Returns 0 whatever the write did: a failed write is not reported.
  */
-ZOR_ReturnStatus Cmd_EnableSink(const CommandContext &ctx);
+CommandResult Cmd_EnableSink(const CommandContext &ctx);
 
 /* Printers; each reads only what lies inside the value. */
-void Prop_PrintSecurity(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintMacManagement(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintDiscovery(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintExtraEthFRP(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintSecurity(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                        int32_t flags);
+void Prop_PrintMacManagement(const PrintContext &pc, const char *key, const void *value,
+                             uint32_t length, int32_t flags);
+void Prop_PrintDiscovery(const PrintContext &pc, const char *key, const void *value,
+                         uint32_t length, int32_t flags);
+void Prop_PrintExtraEthFRP(const PrintContext &pc, const char *key, const void *value,
+                           uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_PORTPOLICY_H

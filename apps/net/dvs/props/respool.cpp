@@ -16,17 +16,17 @@
 #include <string>
 #include <string_view>
 
+#include "base/print.h"
 #include "events/events.h"
-#include "listing/listing.h"
 #include "props/bytes.h"
+#include "state/state_ops.h"
 
 namespace {
 
 /* ---- Value-name tables ------------------------------------------------ */
 
 /* Host status colours, by stored value. */
-const char *const hostStatusColours[] = {"green", "yellow", "red"};
-constexpr uint32_t HOST_STATUS_COLOURS = sizeof hostStatusColours / sizeof hostStatusColours[0];
+const ValueName hostStatusColours[] = {{0, "green"}, {1, "yellow"}, {2, "red"}};
 
 /* ---- Parsing helpers -------------------------------------------------- */
 
@@ -97,11 +97,6 @@ ZOR_ReturnStatus Done(ByteWriter &writer, std::vector<uint8_t> &value) {
 }
 
 /* ---- Printing helpers ------------------------------------------------- */
-
-/* Prints a text field as read by ByteReader::Text (it may hold no NUL). */
-void PutText(std::string_view text) {
-  if (!text.empty()) fwrite(text.data(), 1, text.size(), stdout);
-}
 
 }  // namespace
 
@@ -201,17 +196,14 @@ ZOR_ReturnStatus HostStatus_Parse(const char *text, std::vector<uint8_t> &value)
   const std::string_view colour = all.substr(0, colon);
   const std::string message(colon == std::string_view::npos ? "" : all.substr(colon + 1));
 
-  uint32_t code = HOST_STATUS_COLOURS;
-  for (uint32_t i = 0; i < HOST_STATUS_COLOURS; i++) {
-    if (colour == hostStatusColours[i]) code = i;
-  }
-  if (code == HOST_STATUS_COLOURS) {
+  const std::optional<uint32_t> code = ValueOf(hostStatusColours, colour);
+  if (!code) {
     fprintf(stderr, "Invalid color: %.*s\n", static_cast<int>(colour.size()), colour.data());
     return ZOR_BAD_PARAM;
   }
   std::optional<ByteWriter> status = NewValue(HOST_STATUS_LEN);
   if (!status) return ZOR_NO_RESOURCES;
-  status->PutU32(HOST_STATUS_OFF_COLOUR, code);
+  status->PutU32(HOST_STATUS_OFF_COLOUR, *code);
   status->PutText(HOST_STATUS_OFF_MESSAGE, HOST_STATUS_MESSAGE_LEN, message.c_str());
   return Done(*status, value);
 }
@@ -222,13 +214,6 @@ namespace {
 
 uint32_t LengthOf(const std::vector<uint8_t> &value) {
   return static_cast<uint32_t>(value.size());
-}
-
-/* -K and -z name a port; without one there is nothing to write to. */
-void RequirePort(const CommandContext &ctx) {
-  if (ctx.inv.portName != nullptr) return;
-  fputs("port name not specified.\n", stderr);
-  Usage_Print();
 }
 
 }  // namespace
@@ -289,44 +274,40 @@ ZOR_ReturnStatus HostStatus_Set(const char *sw, const char *text) {
   return status;
 }
 
-ZOR_ReturnStatus Cmd_SetRespoolList(const CommandContext &ctx) {
+CommandResult Cmd_SetRespoolList(const CommandContext &ctx) {
   return Respool_SetList(ctx.sw, ctx.inv.commandArg);
 }
 
-ZOR_ReturnStatus Cmd_SetRespoolConfig(const CommandContext &ctx) {
-  RequirePort(ctx);
+CommandResult Cmd_SetRespoolConfig(const CommandContext &ctx) {
   return Respool_SetPortConfig(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
 }
 
-ZOR_ReturnStatus Cmd_SetRespoolAssociation(const CommandContext &ctx) {
-  RequirePort(ctx);
+CommandResult Cmd_SetRespoolAssociation(const CommandContext &ctx) {
   return Respool_SetAssociation(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
 }
 
-ZOR_ReturnStatus Cmd_SetRespoolScheduling(const CommandContext &ctx) {
+CommandResult Cmd_SetRespoolScheduling(const CommandContext &ctx) {
   return Respool_SetScheduling(ctx.sw, ctx.inv.commandArg);
 }
 
-ZOR_ReturnStatus Cmd_SetHostStatus(const CommandContext &ctx) {
+CommandResult Cmd_SetHostStatus(const CommandContext &ctx) {
   return HostStatus_Set(ctx.sw, ctx.inv.commandArg);
 }
 
 /* ---- Printers ------------------------------------------------------------ */
 
-void Prop_PrintRespoolsSched(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintRespoolsSched(const PrintContext &, const char *key, const void *value,
+                             uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   const std::optional<uint8_t> active = r.U8(0);
   if (!active) return;
   printf("\t\t\t%s\n", *active != 0 ? "active" : "inactive");
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintRespoolsCfg(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintRespoolsCfg(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   const std::optional<uint32_t> n = r.U32(RESPOOL_CFG_OFF_COUNT);
@@ -338,17 +319,16 @@ void Prop_PrintRespoolsCfg(const char *key, const void *value, uint32_t length, 
     const std::optional<int32_t> limit = r.I32(entry + RESPOOL_CFG_ENTRY_OFF_LIMIT);
     if (!limit) return;
     printf("\t\t\t");
-    PutText(r.Text(entry + RESPOOL_CFG_ENTRY_OFF_ID, RESPOOL_ID_LEN).value_or(""));
+    Prop_PutText(r.Text(entry + RESPOOL_CFG_ENTRY_OFF_ID, RESPOOL_ID_LEN).value_or(""));
     printf(":%d:%d:%d:%d\n", static_cast<int>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_RESERVATION)),
            static_cast<int>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_SHARES)), *limit,
            *r.U8(entry + RESPOOL_CFG_ENTRY_OFF_TAG));
   }
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintRespoolsList(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintRespoolsList(const PrintContext &, const char *key, const void *value,
+                            uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   const std::optional<uint32_t> n = r.U32(RESPOOL_LIST_OFF_COUNT);
@@ -359,27 +339,25 @@ void Prop_PrintRespoolsList(const char *key, const void *value, uint32_t length,
         RESPOOL_LIST_OFF_ENTRIES + static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * i, RESPOOL_ID_LEN);
     if (!id) return;
     printf("\t\t\t");
-    PutText(*id);
+    Prop_PutText(*id);
     printf("\n");
   }
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintRespoolAssoc(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintRespoolAssoc(const PrintContext &, const char *key, const void *value,
+                            uint32_t length, int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s:\n", key);
   const std::optional<std::string_view> id = r.Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
   if (!id) return;
   printf("\t\t\t");
-  PutText(*id);
-  printf("\n\t\t\tpropType = %s\n", flagsText);
+  Prop_PutText(*id);
+  Prop_PrintFlagsLine(flags, "\n\t\t\t");
 }
 
-void Prop_PrintHostStatus(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintHostStatus(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
   const ByteReader r(value, length);
   printf("\t\t%s = ", key);
   const std::optional<uint32_t> colour = r.U32(HOST_STATUS_OFF_COLOUR);
@@ -387,17 +365,53 @@ void Prop_PrintHostStatus(const char *key, const void *value, uint32_t length, i
     printf("\n");
     return;
   }
-  if (*colour >= HOST_STATUS_COLOURS) {
-    printf("unknown value %u, \tpropType = %s\n", *colour, flagsText);
+  const char *name = NameOf(hostStatusColours, *colour, nullptr);
+  if (name == nullptr) {
+    printf("unknown value %u", *colour);
+    Prop_PrintFlagsLine(flags, ", \t");
     return;
   }
-  printf("%s ", hostStatusColours[*colour]);
+  printf("%s ", name);
   const std::optional<std::string_view> message =
       r.Text(HOST_STATUS_OFF_MESSAGE, HOST_STATUS_MESSAGE_LEN);
   if (!message) {
     printf("\n");
     return;
   }
-  PutText(*message);
-  printf(", \tpropType = %s\n", flagsText);
+  Prop_PutText(*message);
+  Prop_PrintFlagsLine(flags, ", \t");
 }
+
+/* ---- The family ---------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry respoolUsage[] = {
+    {14,
+     "brakk dvswitch -k \"respool1_id;respool2_id;...\"\n"
+     "                                              list resource pool configuration"},
+    {15,
+     "brakk dvswitch -p dvport -K \"respool1_:reservation:shares:limit:ptag;respool2_id:\n"
+     "                                          reservation:shares:limit:ptag;...\"\n"
+     "                                              set resource pool configuration"},
+    {16,
+     "brakk dvswitch -p dvport -z \"respool_id\"\n"
+     "                                              set resource pool association for dvport"},
+    {17,
+     "brakk dvswitch -j [activate|deactivate]\n"
+     "                                              activate/deactivate resource pool scheduling"},
+    {19,
+     "brakk dvswitch -H \"red|yellow|green:some message\" switch_name\n"
+     "                                              set host status for dvswitch"},
+};
+
+const PropPrinterRow respoolPrinters[] = {
+    {HOST_STATUS_KEY, Prop_PrintHostStatus},       {HOST_STATUS_KEY_OVERLAY, Prop_PrintHostStatus},
+    {RESPOOL_KEY_PORT_CFG, Prop_PrintRespoolsCfg}, {RESPOOL_KEY_PORT_ASSOC, Prop_PrintRespoolAssoc},
+    {RESPOOL_KEY_LIST, Prop_PrintRespoolsList},    {RESPOOL_KEY_GLOBAL_CFG, Prop_PrintRespoolsCfg},
+    {RESPOOL_KEY_SCHED, Prop_PrintRespoolsSched},
+};
+
+}  // namespace
+
+const PropFamily RESPOOL_FAMILY = {"respool", respoolPrinters, respoolUsage};

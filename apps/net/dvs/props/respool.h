@@ -19,7 +19,8 @@
 
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 
 /* Keys. The global configuration key carries the port layout and is only printed. */
 #define RESPOOL_KEY_LIST "com.corvane.common.respools.list"
@@ -29,6 +30,9 @@
 #define RESPOOL_KEY_PORT_ASSOC "com.corvane.common.port.respool.assoc"
 #define HOST_STATUS_KEY "com.corvane.common.host.volatile.status"
 #define HOST_STATUS_KEY_OVERLAY "com.corvane.common.host.volatile.overlay.status"
+
+/* The family's printer rows and usage entries (-k, -K, -z, -j, -H). */
+extern const PropFamily RESPOOL_FAMILY;
 
 /* A pool ID: at most 127 characters, NUL-terminated in a zero-filled 128-byte field. */
 #define RESPOOL_ID_LEN 128
@@ -130,14 +134,14 @@ ZOR_ReturnStatus HostStatus_Set(const char *sw, const char *text);
 
 /*
  * Command handlers: -k, -K, -z, -j and -H with the command's argument.
- * -K and -z without -p print "port name not specified." and the usage and
- * end the process before anything is written.
+ * -K and -z write to the -p port, which their rows of the command table
+ * require.
  */
-ZOR_ReturnStatus Cmd_SetRespoolList(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_SetRespoolConfig(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_SetRespoolAssociation(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_SetRespoolScheduling(const CommandContext &ctx);
-ZOR_ReturnStatus Cmd_SetHostStatus(const CommandContext &ctx);
+CommandResult Cmd_SetRespoolList(const CommandContext &ctx);
+CommandResult Cmd_SetRespoolConfig(const CommandContext &ctx);
+CommandResult Cmd_SetRespoolAssociation(const CommandContext &ctx);
+CommandResult Cmd_SetRespoolScheduling(const CommandContext &ctx);
+CommandResult Cmd_SetHostStatus(const CommandContext &ctx);
 
 /*
  * Printers of the listing (PropPrinter form). Each reads only what lies
@@ -145,10 +149,15 @@ ZOR_ReturnStatus Cmd_SetHostStatus(const CommandContext &ctx);
  * printer stops, ending its line, at the first field that the value does
  * not hold.
  */
-void Prop_PrintRespoolsSched(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintRespoolsCfg(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintRespoolsList(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintRespoolAssoc(const char *key, const void *value, uint32_t length, int32_t flags);
-void Prop_PrintHostStatus(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintRespoolsSched(const PrintContext &pc, const char *key, const void *value,
+                             uint32_t length, int32_t flags);
+void Prop_PrintRespoolsCfg(const PrintContext &pc, const char *key, const void *value,
+                           uint32_t length, int32_t flags);
+void Prop_PrintRespoolsList(const PrintContext &pc, const char *key, const void *value,
+                            uint32_t length, int32_t flags);
+void Prop_PrintRespoolAssoc(const PrintContext &pc, const char *key, const void *value,
+                            uint32_t length, int32_t flags);
+void Prop_PrintHostStatus(const PrintContext &pc, const char *key, const void *value,
+                          uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_RESPOOL_H

@@ -12,7 +12,7 @@
 
 #include <optional>
 
-#include "listing/listing.h"
+#include "base/print.h"
 #include "props/bytes.h"
 #include "state/target.h"
 
@@ -55,7 +55,7 @@ ZOR_ReturnStatus Shaper_Parse(const char *text, ShaperGroup groups[SHAPER_GROUPS
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus Cmd_SetShaping(const CommandContext &ctx) {
+CommandResult Cmd_SetShaping(const CommandContext &ctx) {
   ShaperGroup groups[SHAPER_GROUPS];
   const ZOR_ReturnStatus parsed = Shaper_Parse(ctx.inv.commandArg, groups);
   if (parsed != ZOR_OK) return parsed;
@@ -80,7 +80,8 @@ ZOR_ReturnStatus Cmd_SetShaping(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
-void Prop_PrintShaper(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintShaper(const PrintContext &, const char *key, const void *value, uint32_t length,
+                      int32_t flags) {
   static const struct {
     size_t offset;
     const char *format;
@@ -96,7 +97,19 @@ void Prop_PrintShaper(const char *key, const void *value, uint32_t length, int32
     if (!field) return;
     printf(line.format, *field);
   }
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
-  printf("\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags);
 }
+
+/* ---- The family ---------------------------------------------------------- */
+
+namespace {
+
+const PropPrinterRow shapingPrinters[] = {
+    {SHAPER_KEY_INPUT, Prop_PrintShaper},
+    {SHAPER_KEY_OUTPUT, Prop_PrintShaper},
+    {SHAPER_KEY_BROADCAST, Prop_PrintShaper},
+};
+
+}  // namespace
+
+const PropFamily SHAPING_FAMILY = {"shaping", shapingPrinters, {}};

@@ -12,12 +12,16 @@
 
 #include <stdint.h>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 
 /* Keys of the three shapers; the same for every switch class. */
 #define SHAPER_KEY_INPUT "com.corvane.common.port.shaper.input"
 #define SHAPER_KEY_OUTPUT "com.corvane.common.port.shaper.output"
 #define SHAPER_KEY_BROADCAST "com.corvane.common.port.shaper.broadcast"
+
+/* The family's printer rows (-b has no entry of its own in the usage text). */
+extern const PropFamily SHAPING_FAMILY;
 
 /*
  * ShaperConfig, packed, little-endian, 24 bytes:
@@ -56,9 +60,10 @@ ZOR_ReturnStatus Shaper_Parse(const char *text, ShaperGroup groups[SHAPER_GROUPS
  * shaper is still done. Returns 0 once the text has been read, or
  * ZOR_BAD_PARAM for a text that does not parse (nothing is written then).
  */
-ZOR_ReturnStatus Cmd_SetShaping(const CommandContext &ctx);
+CommandResult Cmd_SetShaping(const CommandContext &ctx);
 
 /* Printer of the three shaper keys: one line per field, then the flags. */
-void Prop_PrintShaper(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintShaper(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                      int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_SHAPING_H

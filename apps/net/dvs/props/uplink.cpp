@@ -13,38 +13,27 @@
 #include <optional>
 #include <string_view>
 
-#include "listing/listing.h"
-#include "state/config.h"
-#include "switch_cmds.h"
+#include "base/print.h"
+#include "props/common.h"
+#include "state/state_ops.h"
 
 namespace {
 
 /* ---- Value names -------------------------------------------------------- */
 
-/* Load-balancing policies by value (the -t values 0 to TEAMING_LB_MAX). */
-const char *const teamingLoadBalancingNames[] = {
-    "none (all pkts dropped)",       // 0
-    "source ip address",             // 1
-    "source mac address",            // 2
-    "source virtual port id",        // 3
-    "first uplink (i.e. explicit)",  // 4
-    "source port traffic load",      // 5
-};
-static_assert(sizeof(teamingLoadBalancingNames) / sizeof(teamingLoadBalancingNames[0]) ==
-                  TEAMING_LB_MAX + 1,
-              "one name per load-balancing policy");
-
-struct FlagWord {
-  uint32_t bit;
-  const char *word;
+/* Load-balancing policies by value (the -t values 0 to TEAMING_LB_MAX); others have no name. */
+const ValueName teamingLoadBalancingNames[] = {
+    {0, "none (all pkts dropped)"},      {1, "source ip address"},
+    {2, "source mac address"},           {TEAMING_LB_SOURCE_PORT_ID, "source virtual port id"},
+    {4, "first uplink (i.e. explicit)"}, {TEAMING_LB_MAX, "source port traffic load"},
 };
 
-const FlagWord linkSelectionWords[] = {
+const ValueName linkSelectionWords[] = {
     {TEAMING_LINK_STATE_UP, " link state up;"},
     {TEAMING_LINK_BEACON_OK, " beacon state ok;"},
 };
 
-const FlagWord linkBehaviorWords[] = {
+const ValueName linkBehaviorWords[] = {
     {TEAMING_BEHAVIOR_NOTIFY_SWITCH, " notify switch;"},
     {TEAMING_BEHAVIOR_ROLLING_FAILOVER, " rolling failover;"},
     {TEAMING_BEHAVIOR_BEST_EFFORT, " best effort on failure;"},
@@ -59,10 +48,6 @@ const FlagWord linkBehaviorWords[] = {
 /* Longest uplink name format, by whether the port numbers reach two digits. */
 #define UPLINK_FORMAT_MAX_ONE_DIGIT 47u
 #define UPLINK_FORMAT_MAX_TWO_DIGITS 46u
-
-void PrintText(std::string_view text) {
-  printf("%.*s", static_cast<int>(text.size()), text.data());
-}
 
 /* ---- Uplink lists ------------------------------------------------------ */
 
@@ -115,8 +100,6 @@ std::string_view TextOf(const PropValue &value) {
 
 void PrintUplinkList(const char *key, const void *value, uint32_t length, int32_t flags,
                      size_t width) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
   printf("\t\t%s:\n\t\t\t", key);
   const ByteReader r(value, length);
   const std::optional<uint32_t> count = r.U32(UPLINK_LIST_OFF_COUNT);
@@ -124,10 +107,10 @@ void PrintUplinkList(const char *key, const void *value, uint32_t length, int32_
   for (uint64_t i = 0; count && i < *count; i++) {
     const std::optional<std::string_view> name = r.Text(UPLINK_LIST_OFF_SLOTS + i * width, width);
     if (!name) break;
-    PrintText(*name);
+    Prop_PutText(*name);
     if (i + 1 < *count) printf(", ");
   }
-  printf("\n\t\t\tpropType = %s\n", flagsText);
+  Prop_PrintFlagsLine(flags, "\n\t\t\t");
 }
 
 /* Where the fields of a teaming block lie, and how deep its lines are indented. */
@@ -163,11 +146,9 @@ const TeamingFields logicalSwitchFields = {
 
 /* Prints the words of the bits of flags that words names; false when flags is absent. */
 template <size_t N>
-bool PrintFlagWords(std::optional<uint32_t> flags, const FlagWord (&words)[N]) {
+bool PrintFlagWords(std::optional<uint32_t> flags, const ValueName (&words)[N]) {
   if (!flags) return false;
-  for (const FlagWord &w : words) {
-    if ((*flags & w.bit) != 0) printf("%s", w.word);
-  }
+  PrintBitNames(words, *flags);
   return true;
 }
 
@@ -182,7 +163,7 @@ bool PrintNameSlots(const ByteReader &r, size_t names, uint64_t first, uint64_t 
         r.Text(names + i * UPLINK_GLOBAL_SLOT_LEN, UPLINK_GLOBAL_SLOT_LEN);
     if (!name) return false;
     printf(" ");
-    PrintText(*name);
+    Prop_PutText(*name);
     printf(",");
   }
   return true;
@@ -192,14 +173,13 @@ bool PrintNameSlots(const ByteReader &r, size_t names, uint64_t first, uint64_t 
  * Prints the teaming block at base, from "load balancing = " to the flags
  * line, stopping at the first field that the value does not hold.
  */
-void PrintTeamingBlock(const ByteReader &r, size_t base, const TeamingFields &f,
-                       const char *flagsText) {
+void PrintTeamingBlock(const ByteReader &r, size_t base, const TeamingFields &f, int32_t flags) {
   const char *in = f.indent;
   [&] {
     printf("load balancing = ");
     const std::optional<uint32_t> policy = r.U32(base + f.loadBalancing);
     if (!policy) return;
-    if (*policy <= TEAMING_LB_MAX) printf("%s", teamingLoadBalancingNames[*policy]);
+    fputs(NameOf(teamingLoadBalancingNames, *policy, ""), stdout);
     printf("\n%slink selection =", in);
     if (!PrintFlagWords(r.U32(base + f.linkSelection), linkSelectionWords)) return;
     printf("\n%slink behavior =", in);
@@ -212,7 +192,8 @@ void PrintTeamingBlock(const ByteReader &r, size_t base, const TeamingFields &f,
     printf("\n%sstandby =", in);
     PrintNameSlots(r, base + f.names, *active, *standby);
   }();
-  printf("\n%spropType = %s\n", in, flagsText);
+  printf("\n");
+  Prop_PrintFlagsLine(flags, in);
 }
 
 }  // namespace
@@ -256,16 +237,16 @@ std::optional<ByteWriter> TeamingPolicy_Build(const char *uplinkNames, int32_t l
   return policy;
 }
 
-ZOR_ReturnStatus CreateUplinkPorts(const StateOps &state, const char *sw, int32_t count,
-                                   const char *nameFormat, SwitchClass cls) {
+CommandResult CreateUplinkPorts(const StateOps &state, const char *sw, int32_t count,
+                                const char *nameFormat, SwitchClass cls) {
   if (count < 1 || count > UPLINK_PORTS_MAX) {
     printf("Unsupported number of uplink ports %d, outside 1-%d\n", count, UPLINK_PORTS_MAX);
-    Brakk_Exit(-1);
+    return CommandResult::Exit(-1);
   }
   const unsigned limit = count <= 9 ? UPLINK_FORMAT_MAX_ONE_DIGIT : UPLINK_FORMAT_MAX_TWO_DIGITS;
   if (strlen(nameFormat) > limit) {
     printf("Not support uplink port name fmt string longer than %u\n", limit);
-    Brakk_Exit(-1);
+    return CommandResult::Exit(-1);
   }
 
   std::vector<std::string> names;
@@ -289,16 +270,13 @@ ZOR_ReturnStatus CreateUplinkPorts(const StateOps &state, const char *sw, int32_
 
 /* ---- Commands -------------------------------------------------------------- */
 
-ZOR_ReturnStatus Cmd_AddUplinks(const CommandContext &ctx) {
+CommandResult Cmd_AddUplinks(const CommandContext &ctx) {
   return CreateUplinkPorts(ctx.state, ctx.sw, ctx.inv.uplinkCount, "uplink%d", ctx.cls);
 }
 
-ZOR_ReturnStatus Cmd_DeleteUplink(const CommandContext &ctx) {
+CommandResult Cmd_DeleteUplink(const CommandContext &ctx) {
   const char *port = ctx.inv.portName;
-  if (Config_Load(ctx.state.fileMode ? LOAD_FILE : LOAD_KERNEL_STATE) != ZOR_OK) {
-    fprintf(stderr, "Failed to load FENN configuration\n");
-    return ZOR_FAILURE;
-  }
+  /* The switch flow has the configuration of the command's mode loaded. */
   if (DVSState_PortFind(ctx.sw, port) == nullptr) return ZOR_NOT_FOUND;
 
   /* The alias and both lists come from the kernel whatever the mode. */
@@ -335,15 +313,15 @@ ZOR_ReturnStatus Cmd_DeleteUplink(const CommandContext &ctx) {
   return status;
 }
 
-ZOR_ReturnStatus Cmd_SetTeaming(const CommandContext &ctx) {
+CommandResult Cmd_SetTeaming(const CommandContext &ctx) {
   const bool onPort = ctx.cls == SWITCH_CLASS_ETHERSWITCH;
+  /* An etherswitch takes the policy on a port, so it needs one. */
   if (onPort && ctx.inv.portName == nullptr) {
-    fprintf(stderr, "port name not specified.\n");
-    Usage_Print();
+    return CommandResult::Usage("port name not specified.\n");
   }
   const std::optional<ByteWriter> policy =
-      TeamingPolicy_Build(ctx.inv.uplinkNames, ctx.inv.teamPolicyType, teamingFlag);
-  if (!policy) Usage_Print();
+      TeamingPolicy_Build(ctx.inv.uplinkNames, ctx.inv.teamPolicyType, ctx.inv.teamingFlag);
+  if (!policy) return CommandResult::Usage(nullptr);
   if (onPort) {
     return ctx.state.portSet(ctx.sw, ctx.inv.portName, TEAMING_KEY_ETHERSWITCH_PORT, policy->Data(),
                              policy->Length(), PROP_CONFIG);
@@ -354,25 +332,24 @@ ZOR_ReturnStatus Cmd_SetTeaming(const CommandContext &ctx) {
 
 /* ---- Printers ---------------------------------------------------------------- */
 
-void Prop_PrintUplinkPorts(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintUplinkPorts(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t flags) {
   PrintUplinkList(key, value, length, flags, UPLINK_GLOBAL_SLOT_LEN);
 }
 
-void Prop_PrintHostUplinkPorts(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintHostUplinkPorts(const PrintContext &, const char *key, const void *value,
+                               uint32_t length, int32_t flags) {
   PrintUplinkList(key, value, length, flags, UPLINK_HOST_SLOT_LEN);
 }
 
-void Prop_PrintTeamingPolicy(const char *key, const void *value, uint32_t length, int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintTeamingPolicy(const PrintContext &, const char *key, const void *value,
+                             uint32_t length, int32_t flags) {
   printf("\t\t%s:\n\t\t\t", key);
-  PrintTeamingBlock(ByteReader(value, length), 0, policyFields, flagsText);
+  PrintTeamingBlock(ByteReader(value, length), 0, policyFields, flags);
 }
 
-void Prop_PrintLogicalSwitchTeaming(const char *key, const void *value, uint32_t length,
-                                    int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
+void Prop_PrintLogicalSwitchTeaming(const PrintContext &, const char *key, const void *value,
+                                    uint32_t length, int32_t flags) {
   printf("\t\t%s:\n", key);
   const ByteReader r(value, length);
   const uint32_t count = r.U32(LS_TEAMING_OFF_COUNT).value_or(0);
@@ -381,8 +358,34 @@ void Prop_PrintLogicalSwitchTeaming(const char *key, const void *value, uint32_t
     const std::optional<std::string_view> name = r.Text(base, LS_TEAMING_NAME_LEN);
     if (!name) break;
     printf("\t\t\tpolicy name: ");
-    PrintText(*name);
+    Prop_PutText(*name);
     printf("\n\t\t\t\t");
-    PrintTeamingBlock(r, base, logicalSwitchFields, flagsText);
+    PrintTeamingBlock(r, base, logicalSwitchFields, flags);
   }
 }
+
+/* ---- The family -------------------------------------------------------- */
+
+namespace {
+
+const UsageEntry uplinkUsage[] = {
+    {18,
+     "brakk -L uplink_name1[,uplink_name2,...] -t team_policy_type [-p port] switch_name\n"
+     "                                              connect a set of uplinks with given teaming "
+     "policy to a port or a switch"},
+    {22, "brakk -U number switch_name                 create the specified number of uplink ports"},
+    {23, "brakk -X -p port switch_name                delete the specified uplink port"},
+};
+
+const PropPrinterRow uplinkPrinters[] = {
+    {UPLINK_KEY_GLOBAL_LIST, Prop_PrintUplinkPorts},
+    {UPLINK_KEY_HOST_LIST, Prop_PrintHostUplinkPorts},
+    {TEAMING_KEY_ETHERSWITCH_PORT, Prop_PrintTeamingPolicy},
+    {TEAMING_KEY_VSWITCH, Prop_PrintTeamingPolicy},
+    {TEAMING_KEY_VSWITCH_PORT, Prop_PrintTeamingPolicy},
+    {TEAMING_KEY_LOGICAL_SWITCH, Prop_PrintLogicalSwitchTeaming},
+};
+
+}  // namespace
+
+const PropFamily UPLINK_FAMILY = {"uplink", uplinkPrinters, uplinkUsage};

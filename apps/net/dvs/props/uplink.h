@@ -17,7 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /* ---- Keys -------------------------------------------------------------- */
@@ -31,6 +32,9 @@
 /* Keys that this tool only prints. */
 #define TEAMING_KEY_VSWITCH_PORT "com.corvane.vswitch.port.teaming.policy"
 #define TEAMING_KEY_LOGICAL_SWITCH "com.corvane.vswitch.logicalswitch.teaming"
+
+/* The family's printer rows and usage entries (-L, -U, -X). */
+extern const PropFamily UPLINK_FAMILY;
 
 /* ---- Layouts ----------------------------------------------------------- */
 
@@ -140,48 +144,50 @@ std::optional<ByteWriter> TeamingPolicy_Build(const char *uplinkNames, int32_t l
  * integer conversion, given 0 to count - 1) with Port_Init in state, then
  * writes both uplink lists with exactly these names (the host list only
  * when the global list was written). A port that cannot be created is
- * skipped. Ends the process with 255, after a line on standard output,
- * when count is outside 1 to UPLINK_PORTS_MAX or the format is longer
- * than 47 characters (46 from 10 ports on). Returns the status of the
- * last list write.
+ * skipped. When count is outside 1 to UPLINK_PORTS_MAX or the format is
+ * longer than 47 characters (46 from 10 ports on), prints a line on
+ * standard output and returns a result that ends the command with 255,
+ * having made nothing. Returns the status of the last list write.
  */
-ZOR_ReturnStatus CreateUplinkPorts(const StateOps &state, const char *sw, int32_t count,
-                                   const char *nameFormat, SwitchClass cls);
+CommandResult CreateUplinkPorts(const StateOps &state, const char *sw, int32_t count,
+                                const char *nameFormat, SwitchClass cls);
 
 /* ---- Commands ---------------------------------------------------------- */
 
 /* -U number: creates uplink0, uplink1, ... with CreateUplinkPorts. */
-ZOR_ReturnStatus Cmd_AddUplinks(const CommandContext &ctx);
+CommandResult Cmd_AddUplinks(const CommandContext &ctx);
 
 /*
  * -X -p port: removes the port and strikes it from the uplink lists that
  * hold it. The port's alias and both lists are read from the kernel in
  * either mode; the removal and the writes go to ctx.state. Returns
- * ZOR_FAILURE when the configuration does not load, ZOR_NOT_FOUND for an
- * unknown port, else the first failing read, the removal's or the last
- * write's status.
+ * ZOR_NOT_FOUND for a port that the loaded configuration does not have,
+ * else the first failing read, the removal's or the last write's status.
  */
-ZOR_ReturnStatus Cmd_DeleteUplink(const CommandContext &ctx);
+CommandResult Cmd_DeleteUplink(const CommandContext &ctx);
 
 /*
  * -L names [-t policy] [-c] [-p port]: writes a teaming policy with the
  * names as active uplinks, on the port (etherswitch) or the switch (other
  * classes). A list with a blank or an empty item, or of more than
- * UPLINK_PORTS_MAX names, and an etherswitch without -p, end in
- * Usage_Print. Returns the write's status.
+ * UPLINK_PORTS_MAX names, and an etherswitch without -p, end in the usage
+ * text. Returns the write's status.
  */
-ZOR_ReturnStatus Cmd_SetTeaming(const CommandContext &ctx);
+CommandResult Cmd_SetTeaming(const CommandContext &ctx);
 
 /* ---- Printers ---------------------------------------------------------- */
 
 /* The global uplink list: the names joined by ", ", or "<none>"; then the flags. */
-void Prop_PrintUplinkPorts(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintUplinkPorts(const PrintContext &pc, const char *key, const void *value,
+                           uint32_t length, int32_t flags);
 /* The host uplink list, as Prop_PrintUplinkPorts with 48-byte slots. */
-void Prop_PrintHostUplinkPorts(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintHostUplinkPorts(const PrintContext &pc, const char *key, const void *value,
+                               uint32_t length, int32_t flags);
 /* A teaming policy: load balancing, link selection and behaviour, active and standby names. */
-void Prop_PrintTeamingPolicy(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintTeamingPolicy(const PrintContext &pc, const char *key, const void *value,
+                             uint32_t length, int32_t flags);
 /* Each named policy of a logical switch, as Prop_PrintTeamingPolicy one tab deeper. */
-void Prop_PrintLogicalSwitchTeaming(const char *key, const void *value, uint32_t length,
-                                    int32_t flags);
+void Prop_PrintLogicalSwitchTeaming(const PrintContext &pc, const char *key, const void *value,
+                                    uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_UPLINK_H

@@ -20,23 +20,8 @@
 #include <string>
 #include <string_view>
 
-#include "listing/listing.h"
-
-/* ---- Keys ------------------------------------------------------------------ */
-
-const char *VlanPolicy_Key(SwitchClass cls) {
-  return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PORT : VLAN_KEY_VSWITCH_PORT;
-}
-
-const char *VlanPriority_Key(SwitchClass cls) {
-  return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PRIORITY
-                                         : VLAN_KEY_VSWITCH_PRIORITY;
-}
-
-const char *PvlanMap_Key(SwitchClass cls) {
-  return cls == SWITCH_CLASS_ETHERSWITCH ? VLAN_KEY_ETHERSWITCH_PVLAN_MAP
-                                         : VLAN_KEY_VSWITCH_PVLAN_MAP;
-}
+#include "base/print.h"
+#include "state/state_ops.h"
 
 namespace {
 
@@ -51,18 +36,22 @@ const struct {
     {'t', VLAN_POLICY_GUEST_TAGGING},
 };
 
-/* Private-VLAN types: the letter of -V (either case) and the listing's name. */
+/* Private-VLAN types: the listing's name of each. */
+const ValueName pvlanTypeNames[] = {
+    {PVLAN_TYPE_PROMISCUOUS, "promiscuous"},
+    {PVLAN_TYPE_ISOLATED, "isolated"},
+    {PVLAN_TYPE_COMMUNITY, "community"},
+};
+
+/* The letter of -V (either case) for each private-VLAN type. */
 const struct {
   uint8_t type;
   char letter;
-  const char *name;
-} pvlanTypes[] = {
-    {PVLAN_TYPE_PROMISCUOUS, 'p', "promiscuous"},
-    {PVLAN_TYPE_ISOLATED, 'i', "isolated"},
-    {PVLAN_TYPE_COMMUNITY, 'c', "community"},
+} pvlanTypeLetters[] = {
+    {PVLAN_TYPE_PROMISCUOUS, 'p'},
+    {PVLAN_TYPE_ISOLATED, 'i'},
+    {PVLAN_TYPE_COMMUNITY, 'c'},
 };
-
-const char PVLAN_TYPE_UNKNOWN[] = "unknown";
 
 char Lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -70,18 +59,10 @@ char Lower(char c) {
 
 /* The type whose letter is c (either case), or 0 when none. */
 uint8_t PvlanTypeByLetter(char c) {
-  for (const auto &row : pvlanTypes) {
+  for (const auto &row : pvlanTypeLetters) {
     if (row.letter == Lower(c)) return row.type;
   }
   return 0;
-}
-
-/* The listing's name of a type read from storage; any value is safe. */
-const char *PvlanTypeName(uint8_t type) {
-  for (const auto &row : pvlanTypes) {
-    if (row.type == type) return row.name;
-  }
-  return PVLAN_TYPE_UNKNOWN;
 }
 
 /* ---- Text helpers ------------------------------------------------------------ */
@@ -126,13 +107,26 @@ void PrintRanges(const ByteReader &value, size_t countOffset, size_t rangesOffse
   printf("\n");
 }
 
-void PrintPropType(int32_t flags) {
-  char flagsText[PROP_FLAGS_TEXT_LEN];
-  Prop_FlagsToString(flags, flagsText);
-  printf("\t\t\tpropType = %s\n", flagsText);
-}
+const UsageEntry vlanUsage[] = {
+    {11,
+     "brakk -v \"vlanID[;t|p[0-7][;min-max,min-max...]]\n"
+     "                                              set vlan configuration"},
+    {12,
+     "brakk -V \"primaryVID,secondaryVID,i|c|p;primaryVID,secondaryVID,i|c|p...\"\n"
+     "                                              set PVLAN global table contents"},
+};
+
+const PropPrinterRow vlanPrinters[] = {
+    {VLAN_KEY_VOLATILE, Prop_PrintVolatileVlan},
+    {VLAN_KEY_ETHERSWITCH_PORT, Prop_PrintPortVlan},
+    {VLAN_KEY_VSWITCH_PORT, Prop_PrintPortVlan},
+    {VLAN_KEY_ETHERSWITCH_PVLAN_MAP, Prop_PrintPvlanMap},
+    {VLAN_KEY_VSWITCH_PVLAN_MAP, Prop_PrintPvlanMap},
+};
 
 }  // namespace
+
+const PropFamily VLAN_FAMILY = {"vlan", vlanPrinters, vlanUsage};
 
 /* ---- Builders and parsers --------------------------------------------------------- */
 
@@ -283,7 +277,7 @@ ZOR_ReturnStatus PvlanMap_Parse(const char *text, std::vector<uint8_t> &map) {
 
 /* ---- Command handlers ---------------------------------------------------------- */
 
-ZOR_ReturnStatus Cmd_SetVlan(const CommandContext &ctx) {
+CommandResult Cmd_SetVlan(const CommandContext &ctx) {
   const std::string_view text(ctx.inv.vlanSpec);
   VlanSetting setting;
   try {
@@ -299,14 +293,15 @@ ZOR_ReturnStatus Cmd_SetVlan(const CommandContext &ctx) {
     ByteWriter priority(VLAN_PRIORITY_LEN);
     priority.PutI32(0, *setting.priority);
     /* The policy write below decides the result; a priority that did not take is not reported. */
-    ctx.state.portSet(ctx.sw, ctx.inv.portName, VlanPriority_Key(ctx.cls), priority.Data(),
+    ctx.state.portSet(ctx.sw, ctx.inv.portName, VLAN_PRIORITY_KEY.For(ctx.cls), priority.Data(),
                       priority.Length(), PROP_CONFIG);
   }
-  return ctx.state.portSet(ctx.sw, ctx.inv.portName, VlanPolicy_Key(ctx.cls), setting.policy.data(),
-                           static_cast<uint32_t>(setting.policy.size()), PROP_CONFIG);
+  return ctx.state.portSet(ctx.sw, ctx.inv.portName, VLAN_POLICY_KEY.For(ctx.cls),
+                           setting.policy.data(), static_cast<uint32_t>(setting.policy.size()),
+                           PROP_CONFIG);
 }
 
-ZOR_ReturnStatus Cmd_SetPvlanMap(const CommandContext &ctx) {
+CommandResult Cmd_SetPvlanMap(const CommandContext &ctx) {
   const std::string_view text(ctx.inv.pvlanSpec);
   std::vector<uint8_t> map;
   try {
@@ -317,13 +312,14 @@ ZOR_ReturnStatus Cmd_SetPvlanMap(const CommandContext &ctx) {
            static_cast<unsigned>(std::count(text.begin(), text.end(), ',') / 2));
     return static_cast<ZOR_ReturnStatus>(-1);
   }
-  return ctx.state.globalSet(ctx.sw, PvlanMap_Key(ctx.cls), map.data(),
+  return ctx.state.globalSet(ctx.sw, PVLAN_MAP_KEY.For(ctx.cls), map.data(),
                              static_cast<uint32_t>(map.size()), PROP_CONFIG);
 }
 
 /* ---- Printers -------------------------------------------------------------------- */
 
-void Prop_PrintPortVlan(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintPortVlan(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t flags) {
   const ByteReader policy(value, length);
   const std::optional<uint16_t> policyFlags = policy.U16(VLAN_POLICY_OFF_FLAGS);
   const std::optional<uint16_t> vlanId = policy.U16(VLAN_POLICY_OFF_VLAN_ID);
@@ -339,24 +335,26 @@ void Prop_PrintPortVlan(const char *key, const void *value, uint32_t length, int
     }
   }
   PrintRanges(policy, VLAN_POLICY_OFF_RANGE_COUNT, VLAN_POLICY_OFF_RANGES);
-  PrintPropType(flags);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintPvlanMap(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintPvlanMap(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t flags) {
   const ByteReader map(value, length);
   printf("\t\t%s:\n", key);
   for (size_t at = 0; map.Has(at, PVLAN_ENTRY_LEN); at += PVLAN_ENTRY_LEN) {
     printf("\t\t\t(%u, %u) - %s\n", *map.U16(at + PVLAN_ENTRY_OFF_PRIMARY),
            *map.U16(at + PVLAN_ENTRY_OFF_SECONDARY),
-           PvlanTypeName(*map.U8(at + PVLAN_ENTRY_OFF_TYPE)));
+           NameOf(pvlanTypeNames, *map.U8(at + PVLAN_ENTRY_OFF_TYPE), "unknown"));
   }
-  PrintPropType(flags);
+  Prop_PrintFlagsLine(flags);
 }
 
-void Prop_PrintVolatileVlan(const char *key, const void *value, uint32_t length, int32_t flags) {
+void Prop_PrintVolatileVlan(const PrintContext &, const char *key, const void *value,
+                            uint32_t length, int32_t flags) {
   const ByteReader vlan(value, length);
   const std::optional<uint16_t> vlanId = vlan.U16(VOLATILE_VLAN_OFF_VLAN_ID);
   if (vlanId) printf("\t\t%s = VLAN %d\n", key, *vlanId);
   PrintRanges(vlan, VOLATILE_VLAN_OFF_RANGE_COUNT, VOLATILE_VLAN_OFF_RANGES);
-  PrintPropType(flags);
+  Prop_PrintFlagsLine(flags);
 }

@@ -17,7 +17,8 @@
 #include <optional>
 #include <vector>
 
-#include "brakk.h"
+#include "base/command.h"
+#include "base/family.h"
 #include "props/bytes.h"
 
 /* ---- Keys ---------------------------------------------------------------- */
@@ -34,12 +35,15 @@
 /* The VLAN the kernel reports for a port; this tool only prints it. */
 #define VLAN_KEY_VOLATILE "com.corvane.common.port.volatile.vlan"
 
-/* The key of the port VLAN policy for a switch of class cls. */
-const char *VlanPolicy_Key(SwitchClass cls);
-/* The key of the port priority for a switch of class cls. */
-const char *VlanPriority_Key(SwitchClass cls);
-/* The key of the private-VLAN map for a switch of class cls. */
-const char *PvlanMap_Key(SwitchClass cls);
+/* The keys that the commands write, by the class of the switch. */
+inline constexpr ClassKey VLAN_POLICY_KEY = {VLAN_KEY_ETHERSWITCH_PORT, VLAN_KEY_VSWITCH_PORT};
+inline constexpr ClassKey VLAN_PRIORITY_KEY = {VLAN_KEY_ETHERSWITCH_PRIORITY,
+                                               VLAN_KEY_VSWITCH_PRIORITY};
+inline constexpr ClassKey PVLAN_MAP_KEY = {VLAN_KEY_ETHERSWITCH_PVLAN_MAP,
+                                           VLAN_KEY_VSWITCH_PVLAN_MAP};
+
+/* The family's printer rows and usage entries (-v, -V). */
+extern const PropFamily VLAN_FAMILY;
 
 /* ---- Layouts -------------------------------------------------------------- */
 
@@ -144,22 +148,25 @@ ZOR_ReturnStatus PvlanMap_Parse(const char *text, std::vector<uint8_t> &map);
  * flags CONFIG in ctx.state. Returns the status of the policy write, or
  * the parser's refusal before anything is written.
  */
-ZOR_ReturnStatus Cmd_SetVlan(const CommandContext &ctx);
+CommandResult Cmd_SetVlan(const CommandContext &ctx);
 
 /*
  * -V: replaces the switch's private-VLAN map with the one that
  * ctx.inv.pvlanSpec describes, with flags CONFIG in ctx.state. Returns the
  * status of the write, or the parser's refusal before anything is written.
  */
-ZOR_ReturnStatus Cmd_SetPvlanMap(const CommandContext &ctx);
+CommandResult Cmd_SetPvlanMap(const CommandContext &ctx);
 
 /* ---- Printers (PropPrinter) ------------------------------------------------ */
 
 /* Prints a port VLAN policy: the VLAN line, the ranges and the flags. */
-void Prop_PrintPortVlan(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintPortVlan(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                        int32_t flags);
 /* Prints a private-VLAN map: one line per whole entry, then the flags. */
-void Prop_PrintPvlanMap(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintPvlanMap(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                        int32_t flags);
 /* Prints the volatile VLAN of a port: the VLAN line, the ranges and the flags. */
-void Prop_PrintVolatileVlan(const char *key, const void *value, uint32_t length, int32_t flags);
+void Prop_PrintVolatileVlan(const PrintContext &pc, const char *key, const void *value,
+                            uint32_t length, int32_t flags);
 
 #endif  // APPS_NET_DVS_PROPS_VLAN_H

@@ -13,8 +13,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "brakk.h"
-
 const char *const DEFAULT_CONFIG_PATH = "/etc/corvane/dvsdata.db";
 
 namespace {
@@ -49,13 +47,13 @@ struct SerializedBlock {
 };
 
 /* Reads the serialised configuration of source into block; returns the library's status. */
-ZOR_ReturnStatus ReadSource(int32_t source, SerializedBlock &block) {
+ZOR_ReturnStatus ReadSource(int32_t source, const char *path, SerializedBlock &block) {
   switch (source) {
     case LOAD_FILE:
-      if (IsStorePath(configFilePath)) {
+      if (IsStorePath(path)) {
         return DVSFile_Read(DEFAULT_CONFIG_PATH, &block.data, &block.len, &block.offset);
       }
-      return DVSFile_ReadClassical(configFilePath, &block.data, &block.len, &block.offset);
+      return DVSFile_ReadClassical(path, &block.data, &block.len, &block.offset);
     case LOAD_KERNEL_STATE:
       block.fromKernel = true;
       return DVSZOR_StateGet(&block.data, &block.len);
@@ -75,9 +73,9 @@ struct MallocBlock {
 
 }  // namespace
 
-ZOR_ReturnStatus Config_Load(int32_t source) {
+ZOR_ReturnStatus Config_Load(int32_t source, const char *path) {
   SerializedBlock block;
-  ZOR_ReturnStatus status = ReadSource(source, block);
+  ZOR_ReturnStatus status = ReadSource(source, path, block);
   if (status != ZOR_OK) {
     fprintf(stderr, "failed to get config data: %s\n", ZOR_ReturnStatusToString(status));
     return status;
@@ -89,7 +87,7 @@ ZOR_ReturnStatus Config_Load(int32_t source) {
   return status;
 }
 
-int32_t Config_Save(bool toKernel) {
+int32_t Config_Save(bool toKernel, const char *path) {
   MallocBlock block;
   uint32_t len = 0;
   ZOR_ReturnStatus status = DVSState_ConfigSerialize(&block.data, &len);
@@ -104,13 +102,13 @@ int32_t Config_Save(bool toKernel) {
     }
     return static_cast<int32_t>(status);
   }
-  if (IsStorePath(configFilePath)) {
+  if (IsStorePath(path)) {
     if (DVSFile_Write(DEFAULT_CONFIG_PATH, block.data, len) != ZOR_OK) {
       fprintf(stderr, "failed to write config data to configstore\n");
       return -1;
     }
-  } else if (DVSFile_WriteClassical(configFilePath, block.data, len, 1) != ZOR_OK) {
-    fprintf(stderr, "failed to write config data to %s\n", configFilePath);
+  } else if (DVSFile_WriteClassical(path, block.data, len, 1) != ZOR_OK) {
+    fprintf(stderr, "failed to write config data to %s\n", path);
     return -1;
   }
   return 0;

@@ -10,9 +10,6 @@
 
 #include <string.h>
 
-#include "brakk.h"
-#include "props/bytes.h"
-#include "props/healthcheck.h"
 
 namespace {
 
@@ -64,26 +61,4 @@ ZOR_ReturnStatus Target_GetProp(const StateOps &state, const char *sw, const cha
       break;
   }
   return state.portGet(sw, target, key, value);
-}
-
-ZOR_ReturnStatus Global_SetDeploy(const StateOps &state, const char *sw, uint32_t interval,
-                                  const char *key) {
-  ByteWriter record(CHECK_DEPLOY_LEN);
-  record.PutU8(CHECK_DEPLOY_OFF_ENABLED, 1);
-  record.PutU32(CHECK_DEPLOY_OFF_INTERVAL, interval);
-  return state.globalSet(sw, key, record.Data(), record.Length(), PROP_CONFIG);
-}
-
-ZOR_ReturnStatus Global_SetParamBlock(const StateOps &state, const char *sw, const uint8_t *block,
-                                      const char *key) {
-  return state.globalSet(sw, key, block, VLAN_RANGE_PARAM_LEN, PROP_POLICY);
-}
-
-ZOR_ReturnStatus Global_ClearPair(const StateOps &state, const char *sw, const char *key1,
-                                  const char *key2) {
-  ZOR_ReturnStatus first = state.globalClear(sw, key1);
-  ZOR_ReturnStatus second = state.globalClear(sw, key2);
-  if (first == ZOR_NOT_FOUND && second == ZOR_NOT_FOUND) return ZOR_NOT_FOUND;
-  if (first == ZOR_OK || second == ZOR_OK) return ZOR_OK;
-  return ZOR_FAILURE;
 }

@@ -26,17 +26,5 @@ ZOR_ReturnStatus Target_ClearProp(const StateOps &state, const char *sw, const c
 /* Reads key of target into value (the caller's copy); returns the library's status. */
 ZOR_ReturnStatus Target_GetProp(const StateOps &state, const char *sw, const char *target,
                                 const char *key, PropValue &value);
-/* Writes a 5-byte deploy record {1, interval} to the global list under key. */
-ZOR_ReturnStatus Global_SetDeploy(const StateOps &state, const char *sw, uint32_t interval,
-                                  const char *key);
-/* Writes the 512-byte block to the global list under key with flags POLICY. */
-ZOR_ReturnStatus Global_SetParamBlock(const StateOps &state, const char *sw, const uint8_t *block,
-                                      const char *key);
-/*
- * Clears key1 and key2 from the global list. Returns ZOR_NOT_FOUND when
- * neither existed, 0 when either clear succeeded, ZOR_FAILURE otherwise.
- */
-ZOR_ReturnStatus Global_ClearPair(const StateOps &state, const char *sw, const char *key1,
-                                  const char *key2);
 
 #endif  // APPS_NET_DVS_STATE_TARGET_H
