@@ -4,7 +4,8 @@ checks that the test suite catches it.
 
 The fault is an early return at the top of the function (a printer prints
 nothing, a handler does nothing and reports success). Names are taken from
-the printer table (listing/listing.cpp) and the command table (brakk.cpp).
+the printer rows that the families declare (PropPrinterRow arrays) and the
+command table (brakk.cpp).
 Works on a copy of the tree made from HEAD, so the working tree is never
 touched. Prints one line per function and exits 1 if any fault survives.
 
@@ -29,15 +30,18 @@ subprocess.run(['cmake', '-S', src, '-B', build, '-G', 'Ninja', '-DCMAKE_BUILD_T
 targets = ['brakk', 'zorcored', 'unit_tests', 'cmd_tests']
 subprocess.run(['ninja', '-C', build] + targets, capture_output=True, check=True)
 
+files = glob.glob(src + '/apps/net/dvs/**/*.cpp', recursive=True)
 names = sys.argv[1:]
 if not names:
-    table = open(src + '/apps/net/dvs/listing/listing.cpp').read()
-    names = sorted(set(re.findall(r'\b(Prop_Print\w+)\b', table)) - {'Prop_Print'})
+    printers = {'Prop_PrintHexDump'}  # the default row
+    for path in files:
+        for rows in re.findall(r'PropPrinterRow \w+\[\] = \{(.*?)\n\};', open(path).read(), re.S):
+            printers |= set(re.findall(r'\b(Prop_Print\w+)\b', rows))
+    names = sorted(printers)
     commands = open(src + '/apps/net/dvs/brakk.cpp').read()
     rows = commands[commands.index('commandTable[]'):]
     names += sorted(set(re.findall(r'\b((?:Cmd|Run)_\w+)\}', rows)))
 
-files = glob.glob(src + '/apps/net/dvs/**/*.cpp', recursive=True)
 skip = os.environ.get('SKIP_TESTS', '')
 survivors = 0
 for name in names:

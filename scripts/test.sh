@@ -12,6 +12,8 @@ jobs=$(nproc)
 # The code follows .clang-format.
 find apps platform zorcored tests fuzz bench -name '*.cpp' -o -name '*.h' |
   xargs clang-format --dry-run --Werror
+# No #include points upward in the floors of docs/architecture.md.
+scripts/check-layers.py
 
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_WERROR=ON >/dev/null
 ninja -C build -j"$jobs"
