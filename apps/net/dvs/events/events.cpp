@@ -15,29 +15,28 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <iterator>
 
+#include "base/print.h"
 #include "props/bytes.h"
 #include "state/config.h"
 
 /* Port name of an event posted without a port. */
 static const char *const EVENT_NO_PORT = "portX";
 
-/* Event types with a printed name, indexed by type; 0 has none. */
-static const char *const eventTypeNames[] = {
-    "unknown",                 // 0
-    "LINKUP",                  // 1
-    "LINKDOWN",                // 2
-    "ADD",                     // 3
-    "REMOVE",                  // 4
-    "TRANSITION",              // 5
-    "BLOCK",                   // 6
-    "UNBLOCK",                 // 7
-    "HostStatus change",       // 8
-    "ENTER_PASSTHRU",          // 9
-    "EXIT_PASSTHRU",           // 10
-    "DVS Dynamic Event",       // 11
-    "DVS Port Dynamic Event",  // 12
+/* Event types with a printed name; 0 and every type above 12 print as "unknown". */
+static const ValueName eventTypeNames[] = {
+    {1, "LINKUP"},
+    {2, "LINKDOWN"},
+    {3, "ADD"},
+    {4, "REMOVE"},
+    {5, "TRANSITION"},
+    {6, "BLOCK"},
+    {7, "UNBLOCK"},
+    {EVENT_HOST_STATUS, "HostStatus change"},
+    {9, "ENTER_PASSTHRU"},
+    {10, "EXIT_PASSTHRU"},
+    {11, "DVS Dynamic Event"},
+    {12, "DVS Port Dynamic Event"},
 };
 
 /* Event types whose printed line differs from a port event's. */
@@ -127,7 +126,7 @@ void Event_Post(uint32_t type, const char *switchIdText, const char *portName, c
  *    Returns the constant printed name of an event type.
  */
 const char *Event_TypeName(uint32_t type) {
-  return type < std::size(eventTypeNames) ? eventTypeNames[type] : eventTypeNames[0];
+  return NameOf(eventTypeNames, type, "unknown");
 }
 
 /* Length of a text held in a field of size bytes, NUL or not. */
