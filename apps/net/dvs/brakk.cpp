@@ -323,6 +323,7 @@ struct SwitchId {
   const char *text = nullptr;                /* null: no switch argument */
   std::unique_ptr<char[]> aliasMatch;        /* the ID of a switch found by alias */
   char derived[DVS_SWITCH_ID_TEXT_LEN] = {}; /* the ID derived from the name */
+  bool kernelStateLoaded = false;            /* the lookup left the kernel's state loaded */
 };
 
 /*
@@ -342,12 +343,14 @@ void DeriveSwitchId(const char *name, char *text) {
 }
 
 /*
- * Looks name up as the alias of a switch in the kernel's state. Returns
- * true and fills id.aliasMatch when found. A kernel state that cannot be
- * loaded counts as no match (the loader has printed why).
+ * Looks name up as the alias of a switch in the kernel's state, which it
+ * loads (and notes in id). Returns true and fills id.aliasMatch when
+ * found. A kernel state that cannot be loaded counts as no match (the
+ * loader has printed why).
  */
 bool FindByAlias(const char *name, SwitchId &id) {
   if (Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) return false;
+  id.kernelStateLoaded = true;
   DVSSwitch *h = DVSState_SwitchFindByAlias(name);
   if (h == nullptr) return false;
   id.aliasMatch.reset(new (std::nothrow) char[DVS_SWITCH_ID_BUF_LEN + 1]());
@@ -357,7 +360,12 @@ bool FindByAlias(const char *name, SwitchId &id) {
   return true;
 }
 
-/* Takes the first argument left after the options as the switch name and resolves its ID. */
+/*
+ * Takes the first argument left after the options as the switch name and
+ * resolves its ID. In kernel mode the kernel's state that the lookup
+ * loaded stays loaded for the command, which works on that state anyway;
+ * in file mode it is emptied, as the command works on the file.
+ */
 void ResolveSwitchArgument(int argc, char **argv, Invocation &inv, SwitchId &id) {
   if (optind >= argc) return;
   inv.switchArgument = argv[optind];
@@ -369,6 +377,8 @@ void ResolveSwitchArgument(int argc, char **argv, Invocation &inv, SwitchId &id)
     DeriveSwitchId(inv.switchArgument, id.derived);
     id.text = id.derived;
   }
+  if (inv.configFilePath == nullptr && id.kernelStateLoaded) return;
+  id.kernelStateLoaded = false;
   DVSState_ConfigReset();
 }
 
@@ -390,6 +400,7 @@ enum class Needs {
 /* How a command runs once its checks pass. */
 enum class Flow {
   AT_ONCE,     /* outside the switch flow; `run` gives the exit status */
+  LOADED,      /* as AT_ONCE, once the command's configuration is loaded (else exit 1) */
   NO_LOOKUP,   /* file mode loads the file (kernel mode nothing); `handler`, then the finish */
   SWITCH_FLOW, /* load, find the switch and its class, `handler`, then the finish */
 };
@@ -397,7 +408,7 @@ enum class Flow {
 /* A command that runs outside the switch flow; returns the process's exit status. */
 typedef int (*AtOnceCommand)(const CommandContext &ctx);
 
-/* What runs a command: a handler (NO_LOOKUP, SWITCH_FLOW) or an at-once command (AT_ONCE). */
+/* What runs a command: a handler (NO_LOOKUP, SWITCH_FLOW) or an at-once command (the others). */
 struct CommandAction {
   CommandHandler handler = nullptr;
   AtOnceCommand run = nullptr;
@@ -414,9 +425,16 @@ struct CommandRow {
   CommandAction action;
 };
 
-/* Where the configuration that a command works on is loaded from in its mode. */
-int32_t LoadSourceOf(const Invocation &inv) {
-  return inv.configFilePath != nullptr ? LOAD_FILE : LOAD_KERNEL_STATE;
+/*
+ * Loads the configuration that the command works on in its mode: the file
+ * in file mode, the kernel's state in kernel mode (unless the switch's
+ * alias lookup has left it loaded). Returns the loader's status; the
+ * loader has printed why it failed.
+ */
+ZOR_ReturnStatus LoadCommandState(const Invocation &inv, const SwitchId &id) {
+  if (inv.configFilePath != nullptr) return Config_Load(LOAD_FILE, inv.configFilePath);
+  if (id.kernelStateLoaded) return ZOR_OK;
+  return Config_Load(LOAD_KERNEL_STATE, nullptr);
 }
 
 int Run_InitDb(const CommandContext &ctx) {
@@ -438,7 +456,6 @@ int Run_ResetKernel(const CommandContext &) {
 }
 
 int Run_List(const CommandContext &ctx) {
-  if (Config_Load(LoadSourceOf(ctx.inv), ctx.inv.configFilePath) != ZOR_OK) return 1;
   DVSState_SwitchForEach(List_Switch, const_cast<char *>(ctx.sw));
   return 0;
 }
@@ -471,7 +488,7 @@ constexpr CommandRow commandTable[] = {
   {CMD_GET_PERSISTENT,    "-G",                NOTHING,          AT_ONCE,     Run_GetPersistent},
   {CMD_SET_KERNEL,        "-S",                NOTHING,          AT_ONCE,     Run_SetKernel},
   {CMD_RESET_KERNEL,      "-R",                NOTHING,          AT_ONCE,     Run_ResetKernel},
-  {CMD_LIST,              "-l",                NOTHING,          AT_ONCE,     Run_List},
+  {CMD_LIST,              "-l",                NOTHING,          LOADED,      Run_List},
   {CMD_ADD_SWITCH,        "-a",                SWITCH,           NO_LOOKUP,   Cmd_AddSwitch},
   {CMD_DELETE_SWITCH,     "-d",                SWITCH,           SWITCH_FLOW, Cmd_DeleteSwitch},
   {CMD_ADD_PORT,          "-A",                PORT_TEAM_SWITCH, SWITCH_FLOW, Cmd_AddPort},
@@ -537,7 +554,7 @@ constexpr bool TableIsComplete() {
   for (size_t i = 0; i < std::size(commandTable); i++) {
     const CommandRow &row = commandTable[i];
     if (row.code != static_cast<CommandCode>(i)) return false;
-    if ((row.flow == AT_ONCE) != row.action.atOnce) return false;
+    if ((row.flow == AT_ONCE || row.flow == LOADED) != row.action.atOnce) return false;
   }
   return true;
 }
@@ -609,20 +626,20 @@ SwitchClass ClassOf(DVSSwitch *h) {
 
 /*
  * The switch flow: loads the configuration that the command works on
- * (the file in file mode, the kernel's state in kernel mode), finds the
+ * (the file in file mode, the kernel's state in kernel mode, where the
+ * alias lookup may have loaded it already), finds the
  * switch and leaves the state loaded for the handler, which edits it in
  * file mode and reads the switch's ports from it where it must. Ends the
  * process (255) when --className was given, nothing loads, or the switch
  * is missing. Returns the handle.
  */
-DVSSwitch *EnterSwitchFlow(const Invocation &inv, const char *sw) {
+DVSSwitch *EnterSwitchFlow(const Invocation &inv, const SwitchId &id) {
+  const char *sw = id.text;
   if (inv.className != nullptr) {
     fprintf(stderr, "Class name is not require for command %d.\n", inv.command);
     Brakk_Exit(-1);
   }
-  if (Config_Load(LoadSourceOf(inv), inv.configFilePath) != ZOR_OK) {
-    FailFrontEnd("Failed to load config.\n");
-  }
+  if (LoadCommandState(inv, id) != ZOR_OK) FailFrontEnd("Failed to load config.\n");
   if (sw == nullptr) FailFrontEnd("Switch ID is not specified.\n");
   DVSSwitch *h = DVSState_SwitchFind(sw);
   if (h == nullptr) {
@@ -679,12 +696,15 @@ int main(int argc, char **argv) {
   switch (row.flow) {
     case AT_ONCE:
       Brakk_Exit(row.action.run(ctx));
+    case LOADED:
+      if (LoadCommandState(inv, id) != ZOR_OK) Brakk_Exit(1);
+      Brakk_Exit(row.action.run(ctx));
     case NO_LOOKUP:
       /* The switch need not exist; in file mode the command edits the loaded file. */
       if (fileMode && Config_Load(LOAD_FILE, inv.configFilePath) != ZOR_OK) Brakk_Exit(-1);
       Finish(inv, row.action.handler(ctx));
     case SWITCH_FLOW: {
-      ctx.handle = EnterSwitchFlow(inv, id.text);
+      ctx.handle = EnterSwitchFlow(inv, id);
       ctx.cls = ClassOf(ctx.handle);
       ctx.version = ctx.handle->version;
       if (row.needs == PORT_ONCE_FOUND) RequirePort(inv);
