@@ -627,11 +627,11 @@ SwitchClass ClassOf(DVSSwitch *h) {
 /*
  * The switch flow: loads the configuration that the command works on
  * (the file in file mode, the kernel's state in kernel mode, where the
- * alias lookup may have loaded it already), finds the
- * switch and leaves the state loaded for the handler, which edits it in
- * file mode and reads the switch's ports from it where it must. Ends the
- * process (255) when --className was given, nothing loads, or the switch
- * is missing. Returns the handle.
+ * alias lookup may have loaded it already), finds the switch and leaves
+ * the state loaded for the handler, which edits it in file mode and reads
+ * the switch's ports from it where it must. Ends the process (255) when
+ * --className was given, nothing loads, or the switch is missing.
+ * Returns the handle.
  */
 DVSSwitch *EnterSwitchFlow(const Invocation &inv, const SwitchId &id) {
   const char *sw = id.text;
