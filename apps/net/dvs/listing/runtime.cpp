@@ -33,6 +33,14 @@ const ValueName linkSpeedLines[] = {
     {4096, " 40 Gb/s, full duplex"}, {32768, " 100 Gb/s, full duplex"},
 };
 
+/* ---- Port status -------------------------------------------------------- */
+
+/* The state bits of a port in use that the listing names, in the order it names them. */
+const ValueName portStatusWords[] = {
+    {PORT_STATUS_LINK_UP, " linkUp"},
+    {PORT_STATUS_BLOCKED, " blocked"},
+};
+
 /* ---- Statistics --------------------------------------------------------- */
 
 /* Counter names in the order of the value. */
@@ -237,8 +245,7 @@ void Prop_PrintPortStatus(const PrintContext &, const char *key, const void *val
     return;
   }
   printf(" inUse");
-  if ((*bits & PORT_STATUS_LINK_UP) != 0) printf(" linkUp");
-  if ((*bits & PORT_STATUS_BLOCKED) != 0) printf(" blocked");
+  PrintBitNames(portStatusWords, static_cast<uint32_t>(*bits));
   const std::optional<uint32_t> portId = r.U32(PORT_STATUS_OFF_PORT_ID);
   if (!portId) {
     printf("\n");
