@@ -6,6 +6,8 @@
 
 #include "base/print.h"
 
+#include <string.h>
+
 #include "dvslib.h"
 
 namespace {
@@ -35,5 +37,14 @@ void Prop_FlagsToString(int32_t flags, char *text) {
 void Prop_PrintFlagsLine(int32_t flags, const char *lead) {
   char text[PROP_FLAGS_TEXT_LEN];
   Prop_FlagsToString(flags, text);
-  printf("%spropType = %s\n", lead, text);
+  /* One write of the assembled line: a listing prints one for nearly every property. */
+  static const char word[] = "propType = ";
+  char line[32 + sizeof word + PROP_FLAGS_TEXT_LEN];
+  const size_t leadLen = strnlen(lead, 32);
+  const size_t textLen = strlen(text);
+  memcpy(line, lead, leadLen);
+  memcpy(line + leadLen, word, sizeof word - 1);
+  memcpy(line + leadLen + sizeof word - 1, text, textLen);
+  line[leadLen + sizeof word - 1 + textLen] = '\n';
+  fwrite(line, 1, leadLen + sizeof word + textLen, stdout);
 }
