@@ -52,7 +52,8 @@ void Prop_FlagsToString(int32_t flags, char *text);
 /*
  * Prints lead, then "propType = ", the words of flags and a newline: the
  * line that ends most printers' output. lead is what stands before it on
- * the line ("\t\t\t" where the line is a line of its own).
+ * the line ("\t\t\t" where the line is a line of its own), at most 32
+ * characters.
  */
 void Prop_PrintFlagsLine(int32_t flags, const char *lead = "\t\t\t");
 
