@@ -692,7 +692,7 @@ int main(int argc, char **argv) {
   const CommandRow &row = commandTable[inv.command];
   CheckArguments(row.needs, id.text, inv);
 
-  CommandContext ctx{id.text, SWITCH_CLASS_NONE, nullptr, 0, inv, state};
+  CommandContext ctx{id.text, SWITCH_CLASS_NONE, nullptr, 0, inv, state, KERNEL_STATE_OPS};
   switch (row.flow) {
     case AT_ONCE:
       Brakk_Exit(row.action.run(ctx));

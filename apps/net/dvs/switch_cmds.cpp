@@ -23,7 +23,6 @@
 #include "listing/runtime.h"
 #include "props/bytes.h"
 #include "props/common.h"
-#include "state/kernel_reply.h"
 #include "state/state_ops.h"
 #include "state/target.h"
 
@@ -104,11 +103,11 @@ ByteWriter EncodeSetValue(const char *text) {
 }
 
 /* Tells the host that a port feature changed, passing the port's external ID when known. */
-void PostPortFeatureEvent(const char *sw, const char *port) {
-  KernelReply externalId;
-  if (DVSZOR_PortDataGet(sw, port, KEY_VNIC_EXTERNAL_ID, &externalId.data, &externalId.len) ==
-      ZOR_OK) {
-    Event_Post(EVENT_PORT_FEATURE, sw, port, externalId.data, externalId.len);
+void PostPortFeatureEvent(const StateOps &kernel, const char *sw, const char *port) {
+  PropValue externalId;
+  if (kernel.portGet(sw, port, KEY_VNIC_EXTERNAL_ID, externalId) == ZOR_OK) {
+    Event_Post(EVENT_PORT_FEATURE, sw, port, externalId.data(),
+               static_cast<uint32_t>(externalId.size()));
   } else {
     Event_Post(EVENT_PORT_FEATURE, sw, port, nullptr, 0);
   }
@@ -117,9 +116,9 @@ void PostPortFeatureEvent(const char *sw, const char *port) {
 /* ---- Get property ----------------------------------------------------- */
 
 /* Whether the kernel's copy of the switch has a version above 99 (the newer layout). */
-bool KernelSwitchIsHighVersion(const char *sw) {
+bool KernelSwitchIsHighVersion(const StateOps &kernel, const char *sw) {
   PropValue version;
-  if (KERNEL_STATE_OPS.globalGet(sw, KEY_SWITCH_VERSION, version) != ZOR_OK) return false;
+  if (kernel.globalGet(sw, KEY_SWITCH_VERSION, version) != ZOR_OK) return false;
   const std::optional<uint32_t> number = ByteReader(version.data(), version.size()).U32(0);
   return number && *number > 99;
 }
@@ -188,15 +187,15 @@ CommandResult Cmd_GetProp(const CommandContext &ctx) {
   const char *key = ctx.inv.commandArg;
   PropValue value;
   /* Reading a single property is a kernel query; a file is only listed whole. */
-  ZOR_ReturnStatus status =
-      ctx.state.fileMode ? ZOR_NOT_SUPPORTED
-                         : Target_GetProp(KERNEL_STATE_OPS, ctx.sw, ctx.inv.portName, key, value);
+  ZOR_ReturnStatus status = ctx.state.fileMode
+                                ? ZOR_NOT_SUPPORTED
+                                : Target_GetProp(ctx.kernel, ctx.sw, ctx.inv.portName, key, value);
   if (status != ZOR_OK) {
     fprintf(stderr, "Failed to get port data: %s\n", ZOR_ReturnStatusToString(status));
     return status;
   }
   PrintContext pc;
-  pc.highVersion = KernelSwitchIsHighVersion(ctx.sw);
+  pc.highVersion = KernelSwitchIsHighVersion(ctx.kernel, ctx.sw);
   Prop_Print(pc, key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
   return ZOR_OK;
 }
@@ -214,7 +213,8 @@ CommandResult Cmd_SetProp(const CommandContext &ctx) {
     fprintf(stderr, "DVSState_PortDataSet failed\n");
     return status;
   }
-  if (strstr(arg, PORT_FEATURE_KEY_PART) != nullptr) PostPortFeatureEvent(ctx.sw, target);
+  if (strstr(arg, PORT_FEATURE_KEY_PART) != nullptr)
+    PostPortFeatureEvent(ctx.kernel, ctx.sw, target);
   return ZOR_OK;
 }
 
@@ -223,11 +223,11 @@ CommandResult Cmd_UnsetProp(const CommandContext &ctx) {
 }
 
 CommandResult Cmd_Associate(const CommandContext &ctx) {
-  return DVSZOR_SwitchAssociate(ctx.sw);
+  return ctx.kernel.switchAssociate(ctx.sw);
 }
 
 CommandResult Cmd_Dissociate(const CommandContext &ctx) {
-  return DVSZOR_SwitchDissociate(ctx.sw);
+  return ctx.kernel.switchDissociate(ctx.sw);
 }
 
 CommandResult Cmd_SetLinkStatus(const CommandContext &ctx) {
@@ -265,7 +265,7 @@ CommandResult Cmd_SetLinkStatus(const CommandContext &ctx) {
 
 CommandResult Cmd_SetMaxPorts(const CommandContext &ctx) {
   if (ctx.state.fileMode) return ZOR_OK; /* the file has no such setting; it is rewritten */
-  return DVSZOR_SwitchSetMaxPorts(ctx.sw, ctx.inv.maxPorts);
+  return ctx.kernel.switchSetMaxPorts(ctx.sw, ctx.inv.maxPorts);
 }
 
 CommandResult Cmd_SetVersion(const CommandContext &ctx) {
@@ -283,8 +283,8 @@ CommandResult Cmd_SetVersion(const CommandContext &ctx) {
 }
 
 CommandResult Cmd_SetDvsId(const CommandContext &ctx) {
-  return KERNEL_STATE_OPS.hostSet(ctx.sw, KEY_HOST_DVSID, ctx.inv.commandArg, ctx.inv.dvsIdLength,
-                                  PROP_VOLATILE);
+  return ctx.kernel.hostSet(ctx.sw, KEY_HOST_DVSID, ctx.inv.commandArg, ctx.inv.dvsIdLength,
+                            PROP_VOLATILE);
 }
 
 CommandResult Cmd_Persist(const CommandContext &) {
@@ -303,8 +303,7 @@ CommandResult Cmd_NoPersist(const CommandContext &ctx) {
     fprintf(stderr, "Invalid argument [true|false] but %s is passed\n", arg);
     return ZOR_BAD_PARAM;
   }
-  ZOR_ReturnStatus status =
-      KERNEL_STATE_OPS.globalSet(ctx.sw, KEY_NOPERSIST, &flag, 1, PROP_VOLATILE);
+  ZOR_ReturnStatus status = ctx.kernel.globalSet(ctx.sw, KEY_NOPERSIST, &flag, 1, PROP_VOLATILE);
   if (status != ZOR_OK) {
     fprintf(stderr, "Fail to set %s to %s", KEY_NOPERSIST, flag ? "true" : "false");
   }

@@ -145,12 +145,13 @@ struct StateOps;
  * SWITCH_CLASS_NONE.
  */
 struct CommandContext {
-  const char *sw;        /* the switch ID text; null where the command allows no switch */
-  SwitchClass cls;       /* the class of the switch */
-  DVSSwitch *handle;     /* the switch in the loaded configuration state, or null */
-  uint32_t version;      /* the switch's version number, or 0 */
-  const Invocation &inv; /* the options */
-  const StateOps &state; /* what the command edits: the configuration state or the kernel */
+  const char *sw;         /* the switch ID text; null where the command allows no switch */
+  SwitchClass cls;        /* the class of the switch */
+  DVSSwitch *handle;      /* the switch in the loaded configuration state, or null */
+  uint32_t version;       /* the switch's version number, or 0 */
+  const Invocation &inv;  /* the options */
+  const StateOps &state;  /* what the command edits: the configuration state or the kernel */
+  const StateOps &kernel; /* the kernel, for the commands that always talk to it */
 };
 
 /* How the front end ends a command once its handler has returned. */

@@ -198,9 +198,10 @@ CommandResult CreateLagPorts(const StateOps &state, const char *sw, const Lag &l
  * Removes the port lagName-index from the kernel (in either mode). A port
  * that is not there counts as removed.
  */
-ZOR_ReturnStatus RemoveLagPort(const char *sw, const std::string &lagName, int32_t index) {
+ZOR_ReturnStatus RemoveLagPort(const StateOps &kernel, const char *sw, const std::string &lagName,
+                               int32_t index) {
   const std::string port = LagPortName(lagName, index);
-  const ZOR_ReturnStatus status = KERNEL_STATE_OPS.portRemove(sw, port.c_str());
+  const ZOR_ReturnStatus status = kernel.portRemove(sw, port.c_str());
   if (status == ZOR_OK || status == ZOR_NOT_FOUND) return ZOR_OK;
   fprintf(stderr, "Port %s should be removed before deleting lacp groups on fenn %s\n",
           port.c_str(), sw);
@@ -208,17 +209,18 @@ ZOR_ReturnStatus RemoveLagPort(const char *sw, const std::string &lagName, int32
 }
 
 /* Removes the ports of lag with indices from down to to (both included, from >= to). */
-ZOR_ReturnStatus RemoveLagPortsDown(const char *sw, const Lag &lag, int32_t from, int32_t to) {
+ZOR_ReturnStatus RemoveLagPortsDown(const StateOps &kernel, const char *sw, const Lag &lag,
+                                    int32_t from, int32_t to) {
   for (int32_t i = from; i >= to; i--) {
-    const ZOR_ReturnStatus status = RemoveLagPort(sw, lag.name, i);
+    const ZOR_ReturnStatus status = RemoveLagPort(kernel, sw, lag.name, i);
     if (status != ZOR_OK) return status;
   }
   return ZOR_OK;
 }
 
-ZOR_ReturnStatus RemoveAllLagPorts(const char *sw, const Lag &lag) {
+ZOR_ReturnStatus RemoveAllLagPorts(const StateOps &kernel, const char *sw, const Lag &lag) {
   for (int32_t i = 0; i < static_cast<int32_t>(StoredPortCount(lag)); i++) {
-    const ZOR_ReturnStatus status = RemoveLagPort(sw, lag.name, i);
+    const ZOR_ReturnStatus status = RemoveLagPort(kernel, sw, lag.name, i);
     if (status != ZOR_OK) return status;
   }
   return ZOR_OK;
@@ -264,7 +266,7 @@ CommandResult ReconcileLagPorts(const CommandContext &ctx, const std::vector<Lag
   /* LAGs that the new table drops lose all their ports. */
   for (const Lag &old : *stored) {
     if (findKey(newLags, old.key) != nullptr) continue;
-    const ZOR_ReturnStatus status = RemoveAllLagPorts(ctx.sw, old);
+    const ZOR_ReturnStatus status = RemoveAllLagPorts(ctx.kernel, ctx.sw, old);
     if (status != ZOR_OK) {
       fprintf(stderr, "Failed to remove lag ports: 0x%x\n", status);
       return status;
@@ -281,7 +283,8 @@ CommandResult ReconcileLagPorts(const CommandContext &ctx, const std::vector<Lag
       /* All of them: ports that exist already are skipped by the creation. */
       if (lag.portNumber > 0) result = CreateLagPorts(ctx.state, ctx.sw, lag, ctx.cls);
     } else if (lag.portNumber < old->portNumber) {
-      result = RemoveLagPortsDown(ctx.sw, lag, static_cast<int32_t>(StoredPortCount(*old)) - 1,
+      result = RemoveLagPortsDown(ctx.kernel, ctx.sw, lag,
+                                  static_cast<int32_t>(StoredPortCount(*old)) - 1,
                                   static_cast<int32_t>(lag.portNumber));
     }
     if (!Succeeded(result)) return FailedToCreate(result);
@@ -331,11 +334,11 @@ void ClearLacpProperties(const StateOps &state, const char *sw) {
 ZOR_ReturnStatus DeleteAllLags(const CommandContext &ctx) {
   if (!ctx.state.fileMode) {
     PropValue stored;
-    const ZOR_ReturnStatus status = KERNEL_STATE_OPS.globalGet(ctx.sw, LACP_KEY_GROUPS, stored);
+    const ZOR_ReturnStatus status = ctx.kernel.globalGet(ctx.sw, LACP_KEY_GROUPS, stored);
     if (status == ZOR_NOT_FOUND) return ZOR_OK;
     if (status != ZOR_OK) return status;
     for (const Lag &lag : DecodeLags(stored.data(), stored.size())) {
-      const ZOR_ReturnStatus removed = RemoveAllLagPorts(ctx.sw, lag);
+      const ZOR_ReturnStatus removed = RemoveAllLagPorts(ctx.kernel, ctx.sw, lag);
       if (removed != ZOR_OK) return removed;
     }
   }
@@ -427,7 +430,7 @@ CommandResult Cmd_SetLacp(const CommandContext &ctx) {
 
   /* The stored table comes from the kernel whatever the mode. */
   PropValue stored;
-  status = KERNEL_STATE_OPS.globalGet(ctx.sw, LACP_KEY_GROUPS, stored);
+  status = ctx.kernel.globalGet(ctx.sw, LACP_KEY_GROUPS, stored);
   if (status != ZOR_OK && status != ZOR_NOT_FOUND) return status;
   const bool hasStored = status == ZOR_OK;
 

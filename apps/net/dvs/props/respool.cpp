@@ -218,43 +218,43 @@ uint32_t LengthOf(const std::vector<uint8_t> &value) {
 
 }  // namespace
 
-ZOR_ReturnStatus Respool_SetList(const char *sw, const char *text) {
+ZOR_ReturnStatus Respool_SetList(const StateOps &kernel, const char *sw, const char *text) {
   std::vector<uint8_t> value;
   ZOR_ReturnStatus status = Respool_ParseList(text, value);
   if (status != ZOR_OK) return status;
-  status =
-      KERNEL_STATE_OPS.globalSet(sw, RESPOOL_KEY_LIST, value.data(), LengthOf(value), PROP_CONFIG);
+  status = kernel.globalSet(sw, RESPOOL_KEY_LIST, value.data(), LengthOf(value), PROP_CONFIG);
   if (status != ZOR_OK) fputs("Fail to set the network resource pools list\n", stderr);
   return status;
 }
 
-ZOR_ReturnStatus Respool_SetPortConfig(const char *sw, const char *port, const char *text) {
+ZOR_ReturnStatus Respool_SetPortConfig(const StateOps &kernel, const char *sw, const char *port,
+                                       const char *text) {
   std::vector<uint8_t> value;
   ZOR_ReturnStatus status = Respool_ParseConfig(text, value);
   if (status != ZOR_OK) return status;
-  status = KERNEL_STATE_OPS.portSet(sw, port, RESPOOL_KEY_PORT_CFG, value.data(), LengthOf(value),
-                                    PROP_CONFIG);
+  status =
+      kernel.portSet(sw, port, RESPOOL_KEY_PORT_CFG, value.data(), LengthOf(value), PROP_CONFIG);
   if (status != ZOR_OK) fputs("Fail to set the network resource pools configuration\n", stderr);
   return status;
 }
 
-ZOR_ReturnStatus Respool_SetAssociation(const char *sw, const char *port, const char *text) {
-  if (text[0] == '\0') return KERNEL_STATE_OPS.portClear(sw, port, RESPOOL_KEY_PORT_ASSOC);
+ZOR_ReturnStatus Respool_SetAssociation(const StateOps &kernel, const char *sw, const char *port,
+                                        const char *text) {
+  if (text[0] == '\0') return kernel.portClear(sw, port, RESPOOL_KEY_PORT_ASSOC);
   std::vector<uint8_t> value;
   ZOR_ReturnStatus status = Respool_ParseAssociation(text, value);
   if (status != ZOR_OK) return status;
-  status = KERNEL_STATE_OPS.portSet(sw, port, RESPOOL_KEY_PORT_ASSOC, value.data(), LengthOf(value),
-                                    PROP_CONFIG);
+  status =
+      kernel.portSet(sw, port, RESPOOL_KEY_PORT_ASSOC, value.data(), LengthOf(value), PROP_CONFIG);
   if (status != ZOR_OK) fprintf(stderr, "Fail to associate to network resource pool %s\n", text);
   return status;
 }
 
-ZOR_ReturnStatus Respool_SetScheduling(const char *sw, const char *text) {
+ZOR_ReturnStatus Respool_SetScheduling(const StateOps &kernel, const char *sw, const char *text) {
   std::vector<uint8_t> value;
   ZOR_ReturnStatus status = Respool_ParseScheduling(text, value);
   if (status != ZOR_OK) return status;
-  status =
-      KERNEL_STATE_OPS.globalSet(sw, RESPOOL_KEY_SCHED, value.data(), LengthOf(value), PROP_CONFIG);
+  status = kernel.globalSet(sw, RESPOOL_KEY_SCHED, value.data(), LengthOf(value), PROP_CONFIG);
   if (status != ZOR_OK) {
     fprintf(stderr, "Fail to %s network resource pools scheduling\n",
             value[0] != 0 ? "activate" : "deactivate");
@@ -262,12 +262,11 @@ ZOR_ReturnStatus Respool_SetScheduling(const char *sw, const char *text) {
   return status;
 }
 
-ZOR_ReturnStatus HostStatus_Set(const char *sw, const char *text) {
+ZOR_ReturnStatus HostStatus_Set(const StateOps &kernel, const char *sw, const char *text) {
   std::vector<uint8_t> value;
   ZOR_ReturnStatus status = HostStatus_Parse(text, value);
   if (status != ZOR_OK) return status;
-  status =
-      KERNEL_STATE_OPS.hostSet(sw, HOST_STATUS_KEY, value.data(), LengthOf(value), PROP_CONFIG);
+  status = kernel.hostSet(sw, HOST_STATUS_KEY, value.data(), LengthOf(value), PROP_CONFIG);
   if (status != ZOR_OK) fputs("DVSZOR_HostPropSet failed\n", stderr);
   /* Listeners learn of the change even when the write failed. */
   Event_Post(EVENT_HOST_STATUS, sw, nullptr, nullptr, 0);
@@ -275,23 +274,23 @@ ZOR_ReturnStatus HostStatus_Set(const char *sw, const char *text) {
 }
 
 CommandResult Cmd_SetRespoolList(const CommandContext &ctx) {
-  return Respool_SetList(ctx.sw, ctx.inv.commandArg);
+  return Respool_SetList(ctx.kernel, ctx.sw, ctx.inv.commandArg);
 }
 
 CommandResult Cmd_SetRespoolConfig(const CommandContext &ctx) {
-  return Respool_SetPortConfig(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
+  return Respool_SetPortConfig(ctx.kernel, ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
 }
 
 CommandResult Cmd_SetRespoolAssociation(const CommandContext &ctx) {
-  return Respool_SetAssociation(ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
+  return Respool_SetAssociation(ctx.kernel, ctx.sw, ctx.inv.portName, ctx.inv.commandArg);
 }
 
 CommandResult Cmd_SetRespoolScheduling(const CommandContext &ctx) {
-  return Respool_SetScheduling(ctx.sw, ctx.inv.commandArg);
+  return Respool_SetScheduling(ctx.kernel, ctx.sw, ctx.inv.commandArg);
 }
 
 CommandResult Cmd_SetHostStatus(const CommandContext &ctx) {
-  return HostStatus_Set(ctx.sw, ctx.inv.commandArg);
+  return HostStatus_Set(ctx.kernel, ctx.sw, ctx.inv.commandArg);
 }
 
 /* ---- Printers ------------------------------------------------------------ */

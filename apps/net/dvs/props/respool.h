@@ -120,17 +120,19 @@ ZOR_ReturnStatus HostStatus_Parse(const char *text, std::vector<uint8_t> &value)
 
 /*
  * Operations. Each parses text, writes the value to the kernel's copy of
- * switch sw (flags CONFIG) and returns the kernel's status, or the
+ * switch sw (flags CONFIG) through kernel and returns the kernel's status, or the
  * parser's status without writing anything. A failed write prints the
  * family's message on standard error.
  */
-ZOR_ReturnStatus Respool_SetList(const char *sw, const char *text);
-ZOR_ReturnStatus Respool_SetPortConfig(const char *sw, const char *port, const char *text);
+ZOR_ReturnStatus Respool_SetList(const StateOps &kernel, const char *sw, const char *text);
+ZOR_ReturnStatus Respool_SetPortConfig(const StateOps &kernel, const char *sw, const char *port,
+                                       const char *text);
 /* An empty text removes the port's association instead. */
-ZOR_ReturnStatus Respool_SetAssociation(const char *sw, const char *port, const char *text);
-ZOR_ReturnStatus Respool_SetScheduling(const char *sw, const char *text);
+ZOR_ReturnStatus Respool_SetAssociation(const StateOps &kernel, const char *sw, const char *port,
+                                        const char *text);
+ZOR_ReturnStatus Respool_SetScheduling(const StateOps &kernel, const char *sw, const char *text);
 /* After the write, whatever it returned, posts the host-status-change event for sw. */
-ZOR_ReturnStatus HostStatus_Set(const char *sw, const char *text);
+ZOR_ReturnStatus HostStatus_Set(const StateOps &kernel, const char *sw, const char *text);
 
 /*
  * Command handlers: -k, -K, -z, -j and -H with the command's argument.

@@ -281,19 +281,19 @@ CommandResult Cmd_DeleteUplink(const CommandContext &ctx) {
 
   /* The alias and both lists come from the kernel whatever the mode. */
   PropValue alias;
-  ZOR_ReturnStatus status = KERNEL_STATE_OPS.portGet(ctx.sw, port, KEY_PORT_ALIAS, alias);
+  ZOR_ReturnStatus status = ctx.kernel.portGet(ctx.sw, port, KEY_PORT_ALIAS, alias);
   if (status != ZOR_OK && status != ZOR_NOT_FOUND) return status;
   const bool hasAlias = status == ZOR_OK;
 
   PropValue list;
-  status = KERNEL_STATE_OPS.globalGet(ctx.sw, UPLINK_KEY_GLOBAL_LIST, list);
+  status = ctx.kernel.globalGet(ctx.sw, UPLINK_KEY_GLOBAL_LIST, list);
   if (status != ZOR_OK && status != ZOR_NOT_FOUND) return status;
   /* A port without an alias cannot be named by the global list. */
   std::optional<ByteWriter> global;
   if (status == ZOR_OK && hasAlias)
     global = ListWithout(list, UPLINK_GLOBAL_SLOT_LEN, TextOf(alias));
 
-  status = KERNEL_STATE_OPS.hostGet(ctx.sw, UPLINK_KEY_HOST_LIST, list);
+  status = ctx.kernel.hostGet(ctx.sw, UPLINK_KEY_HOST_LIST, list);
   if (status != ZOR_OK && status != ZOR_NOT_FOUND) return status;
   std::optional<ByteWriter> host;
   if (status == ZOR_OK) host = ListWithout(list, UPLINK_HOST_SLOT_LEN, port);

@@ -1,7 +1,7 @@
 /*
  * state_ops.cpp --
  *
- *    The two tables of state operations: the configuration state, where
+ *    The two implementations of the state operations: the configuration state, where
  *    ports are first found by name, and the kernel, where every operation
  *    is one request and every reply is copied out and released at once.
  */
@@ -136,40 +136,126 @@ ZOR_ReturnStatus KernelHostGet(const char *sw, const char *key, PropValue &value
       value, [&](void **data, uint32_t *len) { return DVSZOR_HostPropGet(sw, key, data, len); });
 }
 
+ZOR_ReturnStatus KernelOnly() {
+  return ZOR_NOT_SUPPORTED;
+}
+
+/* The configuration state: the DVSState family, ports found by name first. */
+struct ConfigStateOps final : StateOps {
+  constexpr ConfigStateOps() : StateOps(true) {}
+  ZOR_ReturnStatus switchAdd(const char *sw, const char *className, int32_t maxPorts,
+                             int32_t version) const override {
+    return DVSState_SwitchAdd(sw, className, maxPorts, version);
+  }
+  ZOR_ReturnStatus switchRemove(const char *sw) const override { return DVSState_SwitchRemove(sw); }
+  ZOR_ReturnStatus switchSetVersion(const char *sw, uint32_t version) const override {
+    return DVSState_SwitchSetVersion(sw, version);
+  }
+  ZOR_ReturnStatus portAdd(const char *sw, const char *port, DVSData *tree) const override {
+    return ConfigPortAdd(sw, port, tree);
+  }
+  ZOR_ReturnStatus portRemove(const char *sw, const char *port) const override {
+    return DVSState_PortRemove(sw, port);
+  }
+  ZOR_ReturnStatus portSet(const char *sw, const char *port, const char *key, const void *data,
+                           uint32_t len, int32_t flags) const override {
+    return ConfigPortSet(sw, port, key, data, len, flags);
+  }
+  ZOR_ReturnStatus portClear(const char *sw, const char *port, const char *key) const override {
+    return ConfigPortClear(sw, port, key);
+  }
+  ZOR_ReturnStatus portGet(const char *sw, const char *port, const char *key,
+                           PropValue &value) const override {
+    return ConfigPortGet(sw, port, key, value);
+  }
+  ZOR_ReturnStatus globalSet(const char *sw, const char *key, const void *data, uint32_t len,
+                             int32_t flags) const override {
+    return DVSState_GlobalPropSet(sw, key, data, len, flags);
+  }
+  ZOR_ReturnStatus globalClear(const char *sw, const char *key) const override {
+    return DVSState_GlobalPropClear(sw, key);
+  }
+  ZOR_ReturnStatus globalGet(const char *sw, const char *key, PropValue &value) const override {
+    return ConfigGlobalGet(sw, key, value);
+  }
+  ZOR_ReturnStatus hostSet(const char *sw, const char *key, const void *data, uint32_t len,
+                           int32_t flags) const override {
+    return DVSState_HostPropSet(sw, key, data, len, flags);
+  }
+  ZOR_ReturnStatus hostClear(const char *sw, const char *key) const override {
+    return DVSState_HostPropClear(sw, key);
+  }
+  ZOR_ReturnStatus hostGet(const char *sw, const char *key, PropValue &value) const override {
+    return ConfigHostGet(sw, key, value);
+  }
+  ZOR_ReturnStatus switchAssociate(const char *) const override { return KernelOnly(); }
+  ZOR_ReturnStatus switchDissociate(const char *) const override { return KernelOnly(); }
+  ZOR_ReturnStatus switchSetMaxPorts(const char *, int32_t) const override { return KernelOnly(); }
+};
+
+/* The kernel: the DVSZOR family, one request each. */
+struct KernelStateOps final : StateOps {
+  constexpr KernelStateOps() : StateOps(false) {}
+  ZOR_ReturnStatus switchAdd(const char *sw, const char *className, int32_t maxPorts,
+                             int32_t version) const override {
+    return DVSZOR_SwitchAdd(sw, className, maxPorts, version);
+  }
+  ZOR_ReturnStatus switchRemove(const char *sw) const override { return DVSZOR_SwitchRemove(sw); }
+  ZOR_ReturnStatus switchSetVersion(const char *sw, uint32_t version) const override {
+    return DVSZOR_SwitchSetVersion(sw, version);
+  }
+  ZOR_ReturnStatus portAdd(const char *sw, const char *port, DVSData *tree) const override {
+    return KernelPortAdd(sw, port, tree);
+  }
+  ZOR_ReturnStatus portRemove(const char *sw, const char *port) const override {
+    return DVSZOR_PortRemove(sw, port);
+  }
+  ZOR_ReturnStatus portSet(const char *sw, const char *port, const char *key, const void *data,
+                           uint32_t len, int32_t flags) const override {
+    return DVSZOR_PortDataSet(sw, port, key, data, len, flags);
+  }
+  ZOR_ReturnStatus portClear(const char *sw, const char *port, const char *key) const override {
+    return DVSZOR_PortDataClear(sw, port, key);
+  }
+  ZOR_ReturnStatus portGet(const char *sw, const char *port, const char *key,
+                           PropValue &value) const override {
+    return KernelPortGet(sw, port, key, value);
+  }
+  ZOR_ReturnStatus globalSet(const char *sw, const char *key, const void *data, uint32_t len,
+                             int32_t flags) const override {
+    return DVSZOR_GlobalPropSet(sw, key, data, len, flags);
+  }
+  ZOR_ReturnStatus globalClear(const char *sw, const char *key) const override {
+    return DVSZOR_GlobalPropClear(sw, key);
+  }
+  ZOR_ReturnStatus globalGet(const char *sw, const char *key, PropValue &value) const override {
+    return KernelGlobalGet(sw, key, value);
+  }
+  ZOR_ReturnStatus hostSet(const char *sw, const char *key, const void *data, uint32_t len,
+                           int32_t flags) const override {
+    return DVSZOR_HostPropSet(sw, key, data, len, flags);
+  }
+  ZOR_ReturnStatus hostClear(const char *sw, const char *key) const override {
+    return DVSZOR_HostPropClear(sw, key);
+  }
+  ZOR_ReturnStatus hostGet(const char *sw, const char *key, PropValue &value) const override {
+    return KernelHostGet(sw, key, value);
+  }
+  ZOR_ReturnStatus switchAssociate(const char *sw) const override {
+    return DVSZOR_SwitchAssociate(sw);
+  }
+  ZOR_ReturnStatus switchDissociate(const char *sw) const override {
+    return DVSZOR_SwitchDissociate(sw);
+  }
+  ZOR_ReturnStatus switchSetMaxPorts(const char *sw, int32_t maxPorts) const override {
+    return DVSZOR_SwitchSetMaxPorts(sw, maxPorts);
+  }
+};
+
+const ConfigStateOps configStateOps;
+const KernelStateOps kernelStateOps;
+
 }  // namespace
 
-const StateOps CONFIG_STATE_OPS = {
-    .fileMode = true,
-    .switchAdd = DVSState_SwitchAdd,
-    .switchRemove = DVSState_SwitchRemove,
-    .switchSetVersion = DVSState_SwitchSetVersion,
-    .portAdd = ConfigPortAdd,
-    .portRemove = DVSState_PortRemove,
-    .portSet = ConfigPortSet,
-    .portClear = ConfigPortClear,
-    .portGet = ConfigPortGet,
-    .globalSet = DVSState_GlobalPropSet,
-    .globalClear = DVSState_GlobalPropClear,
-    .globalGet = ConfigGlobalGet,
-    .hostSet = DVSState_HostPropSet,
-    .hostClear = DVSState_HostPropClear,
-    .hostGet = ConfigHostGet,
-};
-
-const StateOps KERNEL_STATE_OPS = {
-    .fileMode = false,
-    .switchAdd = DVSZOR_SwitchAdd,
-    .switchRemove = DVSZOR_SwitchRemove,
-    .switchSetVersion = DVSZOR_SwitchSetVersion,
-    .portAdd = KernelPortAdd,
-    .portRemove = DVSZOR_PortRemove,
-    .portSet = DVSZOR_PortDataSet,
-    .portClear = DVSZOR_PortDataClear,
-    .portGet = KernelPortGet,
-    .globalSet = DVSZOR_GlobalPropSet,
-    .globalClear = DVSZOR_GlobalPropClear,
-    .globalGet = KernelGlobalGet,
-    .hostSet = DVSZOR_HostPropSet,
-    .hostClear = DVSZOR_HostPropClear,
-    .hostGet = KernelHostGet,
-};
+const StateOps &CONFIG_STATE_OPS = configStateOps;
+const StateOps &KERNEL_STATE_OPS = kernelStateOps;
