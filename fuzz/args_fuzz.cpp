@@ -187,13 +187,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   inv.configFilePath = g_path.c_str();
   inv.portName = targets[((options >> 2) & 7) % std::size(targets)];
   if (row.needsPort && inv.portName == nullptr) inv.portName = "5";
-  const CommandContext ctx = {sw.id,
-                              static_cast<SwitchClass>(&sw - fuzz::BASE_SWITCHES),
-                              h,
-                              h->version,
-                              inv,
-                              CONFIG_STATE_OPS,
-                              KERNEL_STATE_OPS};
+  const SwitchClass cls = static_cast<SwitchClass>(&sw - fuzz::BASE_SWITCHES);
+  const CommandContext ctx = {sw.id,  cls, h, h->version, inv, CONFIG_STATE_OPS, KERNEL_STATE_OPS,
+                              nullptr};
   ArgCase c = {ctx, inv, text.c_str(), (options & 0x20) != 0};
   const CommandResult result = row.run(c);
   if (result.end == CommandEnd::STATUS && result.status == ZOR_OK) {

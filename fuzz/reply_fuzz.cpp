@@ -179,8 +179,8 @@ void RunClient(uint8_t which, uint8_t options) {
   Invocation inv;
   const char *const targets[] = {"5", "uplink0", "globalPropList", "hostPropList"};
   inv.portName = targets[options & 3];
-  CommandContext ctx = {sw.id, SWITCH_CLASS_ETHERSWITCH, nullptr,         0,
-                        inv,   KERNEL_STATE_OPS,         KERNEL_STATE_OPS};
+  CommandContext ctx = {sw.id, SWITCH_CLASS_ETHERSWITCH, nullptr,          0,
+                        inv,   KERNEL_STATE_OPS,         KERNEL_STATE_OPS, nullptr};
   /* The commands that walk the switch run, as in the switch flow, on the kernel's state. */
   if (which % 12 >= 9) {
     if (Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) return;

@@ -474,7 +474,8 @@ int Run_ListenEvents(const CommandContext &) {
 }
 
 int Run_PostEvent(const CommandContext &ctx) {
-  Event_Post(static_cast<uint32_t>(ctx.inv.eventType), ctx.sw, ctx.inv.portName, nullptr, 0);
+  Event_Submit(ctx.events, static_cast<uint32_t>(ctx.inv.eventType), ctx.sw, ctx.inv.portName,
+               nullptr, 0);
   return 0;
 }
 
@@ -692,7 +693,7 @@ int main(int argc, char **argv) {
   const CommandRow &row = commandTable[inv.command];
   CheckArguments(row.needs, id.text, inv);
 
-  CommandContext ctx{id.text, SWITCH_CLASS_NONE, nullptr, 0, inv, state, KERNEL_STATE_OPS};
+  CommandContext ctx{id.text, SWITCH_CLASS_NONE, nullptr, 0, inv, state, KERNEL_STATE_OPS, nullptr};
   switch (row.flow) {
     case AT_ONCE:
       Brakk_Exit(row.action.run(ctx));

@@ -103,13 +103,13 @@ ByteWriter EncodeSetValue(const char *text) {
 }
 
 /* Tells the host that a port feature changed, passing the port's external ID when known. */
-void PostPortFeatureEvent(const StateOps &kernel, const char *sw, const char *port) {
+void PostPortFeatureEvent(const CommandContext &ctx, const char *port) {
   PropValue externalId;
-  if (kernel.portGet(sw, port, KEY_VNIC_EXTERNAL_ID, externalId) == ZOR_OK) {
-    Event_Post(EVENT_PORT_FEATURE, sw, port, externalId.data(),
-               static_cast<uint32_t>(externalId.size()));
+  if (ctx.kernel.portGet(ctx.sw, port, KEY_VNIC_EXTERNAL_ID, externalId) == ZOR_OK) {
+    Event_Submit(ctx.events, EVENT_PORT_FEATURE, ctx.sw, port, externalId.data(),
+                 static_cast<uint32_t>(externalId.size()));
   } else {
-    Event_Post(EVENT_PORT_FEATURE, sw, port, nullptr, 0);
+    Event_Submit(ctx.events, EVENT_PORT_FEATURE, ctx.sw, port, nullptr, 0);
   }
 }
 
@@ -213,8 +213,7 @@ CommandResult Cmd_SetProp(const CommandContext &ctx) {
     fprintf(stderr, "DVSState_PortDataSet failed\n");
     return status;
   }
-  if (strstr(arg, PORT_FEATURE_KEY_PART) != nullptr)
-    PostPortFeatureEvent(ctx.kernel, ctx.sw, target);
+  if (strstr(arg, PORT_FEATURE_KEY_PART) != nullptr) PostPortFeatureEvent(ctx, target);
   return ZOR_OK;
 }
 
@@ -287,8 +286,8 @@ CommandResult Cmd_SetDvsId(const CommandContext &ctx) {
                             PROP_VOLATILE);
 }
 
-CommandResult Cmd_Persist(const CommandContext &) {
-  Event_Post(EVENT_PERSIST, nullptr, nullptr, nullptr, 0);
+CommandResult Cmd_Persist(const CommandContext &ctx) {
+  Event_Submit(ctx.events, EVENT_PERSIST, nullptr, nullptr, nullptr, 0);
   return ZOR_OK;
 }
 

@@ -135,6 +135,8 @@ struct Invocation {
 
 /* The table of state operations a command edits through (state/state_ops.h). */
 struct StateOps;
+/* Events held back until a batch's configuration is saved (events/events.h). */
+struct EventQueue;
 
 /*
  * What a handler receives. The switch flow fills in the switch it found
@@ -152,6 +154,7 @@ struct CommandContext {
   const Invocation &inv;  /* the options */
   const StateOps &state;  /* what the command edits: the configuration state or the kernel */
   const StateOps &kernel; /* the kernel, for the commands that always talk to it */
+  EventQueue *events;     /* null: events are posted at once; else held here (Event_Submit) */
 };
 
 /* How the front end ends a command once its handler has returned. */

@@ -15,7 +15,6 @@
 #include <string.h>
 #include <unistd.h>
 
-
 #include "base/print.h"
 #include "props/bytes.h"
 #include "state/config.h"
@@ -118,6 +117,28 @@ void Event_Post(uint32_t type, const char *switchIdText, const char *portName, c
     printf("failed to post dvs event: %s\n", ZOR_ReturnStatusToString(status));
   }
   DVSEvent_Free(event);
+}
+
+void Event_Submit(EventQueue *queue, uint32_t type, const char *switchIdText, const char *portName,
+                  const void *data, uint32_t length) {
+  if (queue == nullptr) {
+    Event_Post(type, switchIdText, portName, data, length);
+    return;
+  }
+  const uint8_t *bytes = static_cast<const uint8_t *>(data);
+  queue->pending.push_back(
+      {type, switchIdText != nullptr, switchIdText != nullptr ? switchIdText : "",
+       portName != nullptr, portName != nullptr ? portName : "",
+       std::vector<uint8_t>(bytes, bytes != nullptr ? bytes + length : bytes)});
+}
+
+void Event_Flush(EventQueue &queue) {
+  for (const PendingEvent &e : queue.pending) {
+    Event_Post(e.type, e.hasSwitch ? e.switchIdText.c_str() : nullptr,
+               e.hasPort ? e.portName.c_str() : nullptr, e.data.empty() ? nullptr : e.data.data(),
+               static_cast<uint32_t>(e.data.size()));
+  }
+  queue.pending.clear();
 }
 
 /*

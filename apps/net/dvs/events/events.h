@@ -10,6 +10,9 @@
 
 #include <stdint.h>
 
+#include <string>
+#include <vector>
+
 #include "dvslib.h"
 
 /* Event types the tool posts itself. */
@@ -25,6 +28,32 @@
  */
 void Event_Post(uint32_t type, const char *switchIdText, const char *portName, const void *data,
                 uint32_t length);
+/* One event held back: what Event_Post is given, with copies of its texts and data. */
+struct PendingEvent {
+  uint32_t type;
+  bool hasSwitch;
+  std::string switchIdText;
+  bool hasPort;
+  std::string portName;
+  std::vector<uint8_t> data;
+};
+
+/* Events held back, in the order in which the commands posted them. */
+struct EventQueue {
+  std::vector<PendingEvent> pending;
+};
+
+/*
+ * Posts one event as Event_Post does, or, when queue is not null, keeps a
+ * copy of it there for Event_Flush. Commands post through here, so that a
+ * batch in file mode can hold their events until its configuration is
+ * saved.
+ */
+void Event_Submit(EventQueue *queue, uint32_t type, const char *switchIdText, const char *portName,
+                  const void *data, uint32_t length);
+/* Posts the events of queue in order and empties it. */
+void Event_Flush(EventQueue &queue);
+
 /*
  * Reads a switch ID text (16 hexadecimal numbers separated by blanks, a
  * '-' between the eighth and ninth) into id, keeping each number's low 8

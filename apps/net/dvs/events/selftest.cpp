@@ -12,8 +12,8 @@
 
 #include <memory>
 
-#include "events/events.h"
 #include "dvslib.h"
+#include "events/events.h"
 
 namespace {
 

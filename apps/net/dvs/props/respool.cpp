@@ -262,14 +262,15 @@ ZOR_ReturnStatus Respool_SetScheduling(const StateOps &kernel, const char *sw, c
   return status;
 }
 
-ZOR_ReturnStatus HostStatus_Set(const StateOps &kernel, const char *sw, const char *text) {
+ZOR_ReturnStatus HostStatus_Set(const StateOps &kernel, EventQueue *events, const char *sw,
+                                const char *text) {
   std::vector<uint8_t> value;
   ZOR_ReturnStatus status = HostStatus_Parse(text, value);
   if (status != ZOR_OK) return status;
   status = kernel.hostSet(sw, HOST_STATUS_KEY, value.data(), LengthOf(value), PROP_CONFIG);
   if (status != ZOR_OK) fputs("DVSZOR_HostPropSet failed\n", stderr);
   /* Listeners learn of the change even when the write failed. */
-  Event_Post(EVENT_HOST_STATUS, sw, nullptr, nullptr, 0);
+  Event_Submit(events, EVENT_HOST_STATUS, sw, nullptr, nullptr, 0);
   return status;
 }
 
@@ -290,7 +291,7 @@ CommandResult Cmd_SetRespoolScheduling(const CommandContext &ctx) {
 }
 
 CommandResult Cmd_SetHostStatus(const CommandContext &ctx) {
-  return HostStatus_Set(ctx.kernel, ctx.sw, ctx.inv.commandArg);
+  return HostStatus_Set(ctx.kernel, ctx.events, ctx.sw, ctx.inv.commandArg);
 }
 
 /* ---- Printers ------------------------------------------------------------ */

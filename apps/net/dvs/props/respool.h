@@ -131,8 +131,12 @@ ZOR_ReturnStatus Respool_SetPortConfig(const StateOps &kernel, const char *sw, c
 ZOR_ReturnStatus Respool_SetAssociation(const StateOps &kernel, const char *sw, const char *port,
                                         const char *text);
 ZOR_ReturnStatus Respool_SetScheduling(const StateOps &kernel, const char *sw, const char *text);
-/* After the write, whatever it returned, posts the host-status-change event for sw. */
-ZOR_ReturnStatus HostStatus_Set(const StateOps &kernel, const char *sw, const char *text);
+/*
+ * After the write, whatever it returned, posts the host-status-change
+ * event for sw (through Event_Submit with events).
+ */
+ZOR_ReturnStatus HostStatus_Set(const StateOps &kernel, EventQueue *events, const char *sw,
+                                const char *text);
 
 /*
  * Command handlers: -k, -K, -z, -j and -H with the command's argument.
