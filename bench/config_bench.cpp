@@ -13,8 +13,8 @@
 
 #include <string>
 
-#include "dvslib.h"
 #include "bench_config.h"
+#include "dvslib.h"
 
 namespace {
 

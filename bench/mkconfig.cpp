@@ -9,8 +9,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "dvslib.h"
 #include "bench_config.h"
+#include "dvslib.h"
 
 int main(int argc, char **argv) {
   if (argc != 5) {

@@ -33,10 +33,10 @@ struct Option {
 /*
  * brakk's options as its front end gives them to getopt_long: the letters of
  * shortOptions (a ':' after a letter means an argument) and the long names
- * of optionTable's rows, read from apps/net/dvs/brakk.cpp.
+ * of optionTable's rows, read from apps/net/dvs/cli.cpp.
  */
 std::vector<Option> BrakkOptions() {
-  const std::string source = ReadFile(SourceRoot() + "/apps/net/dvs/brakk.cpp");
+  const std::string source = ReadFile(SourceRoot() + "/apps/net/dvs/cli.cpp");
   std::vector<Option> options;
   std::smatch match;
   if (std::regex_search(source, match, std::regex(R"re(shortOptions\[\]\s*=\s*"([^"]*)")re"))) {
@@ -131,7 +131,7 @@ class Shipping : public TranscriptTest {
 // brakk(1) describes every option of the option table.
 TEST_F(Shipping, BrakkManualDescribesEveryOption) {
   const std::vector<Option> options = BrakkOptions();
-  ASSERT_EQ(options.size(), 45u + 29u) << "the option table was not read";
+  ASSERT_GE(options.size(), 45u + 29u) << "the option table was not read";
   const std::string manual = ReadFile(SourceRoot() + "/man/brakk.1");
   ASSERT_FALSE(manual.empty());
   for (const Option &option : options) {
@@ -144,7 +144,7 @@ TEST_F(Shipping, BrakkManualDescribesEveryOption) {
 // shows that the completion knows which options take an argument.
 TEST_F(Shipping, BrakkCompletionKnowsEveryOption) {
   const std::vector<Option> options = BrakkOptions();
-  ASSERT_EQ(options.size(), 45u + 29u) << "the option table was not read";
+  ASSERT_GE(options.size(), 45u + 29u) << "the option table was not read";
   ASSERT_EQ(Brakk("-f $F -i").exitStatus, 0);
   ASSERT_EQ(Brakk("-f $F -a dvs0").exitStatus, 0);
   ASSERT_EQ(Brakk("-f $F -a 'my switch'").exitStatus, 0);

@@ -75,7 +75,7 @@ void Brakk_Exit(int status) {
   exit(status);
 }
 
-void Usage_Print() {
+void Usage_Write() {
   std::vector<UsageEntry> entries(std::begin(frontEndUsage), std::end(frontEndUsage));
   for (const PropFamily *family : Prop_Families()) {
     entries.insert(entries.end(), family->usage.begin(), family->usage.end());
@@ -83,6 +83,10 @@ void Usage_Print() {
   std::stable_sort(entries.begin(), entries.end(),
                    [](const UsageEntry &a, const UsageEntry &b) { return a.place < b.place; });
   for (const UsageEntry &entry : entries) puts(entry.text);
+}
+
+void Usage_Print() {
+  Usage_Write();
   Brakk_Exit(0);
 }
 

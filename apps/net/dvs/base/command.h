@@ -131,6 +131,10 @@ struct Invocation {
   bool teamingFlag = false;
   /* The switch name as typed (the first argument left after the options), or null. */
   const char *switchArgument = nullptr;
+  /* --batch: the file of commands to run as one batch; null for a single command. */
+  const char *batchFile = nullptr;
+  /* --check: run (file mode) or check (kernel mode) the batch, but keep nothing. */
+  bool batchCheck = false;
 };
 
 /* The table of state operations a command edits through (state/state_ops.h). */

@@ -10,7 +10,6 @@
 
 #include <string.h>
 
-
 namespace {
 
 enum class TargetKind { PORT, GLOBAL_LIST, HOST_LIST };

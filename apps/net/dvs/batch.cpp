@@ -1,0 +1,498 @@
+/*
+ * batch.cpp --
+ *
+ *    --batch FILE: many commands, one transaction. Each line of FILE is
+ *    one command in brakk's own syntax, split into words as a shell would
+ *    split it (quotes and backslashes, no expansion).
+ *
+ *    First every line is read and checked as the front end checks a single
+ *    command: its options, its switch argument and what its row of the
+ *    command table requires. A line that fails prints "batch line N: " and
+ *    what the single command would have printed, and the batch ends with
+ *    that command's status before anything has run.
+ *
+ *    Then the commands run in order on one loaded configuration: in file
+ *    mode the file, loaded (and locked) once and saved once when every
+ *    command has succeeded, so that a failing command leaves the file as
+ *    it was; in kernel mode the kernel's state, with every change going to
+ *    the kernel through a KernelJournal, which takes the changes back when
+ *    a command fails. Events wait, in file mode, until the save.
+ */
+
+#include <errno.h>
+#include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "base/command.h"
+#include "events/events.h"
+#include "frontend.h"
+#include "state/config.h"
+#include "state/kernel_journal.h"
+#include "state/state_ops.h"
+
+namespace {
+
+/* The limits of a batch file. */
+constexpr size_t BATCH_MAX_BYTES = 16u << 20;
+constexpr size_t BATCH_MAX_LINES = 65536;
+constexpr size_t BATCH_MAX_LINE_BYTES = 65536;
+
+/* The status of a batch that cannot be read or holds a command that no batch may hold. */
+constexpr int BATCH_REFUSED = 1;
+
+/* ======================================================================
+ * Reading and splitting
+ * ====================================================================== */
+
+/*
+ * Reads the batch file (standard input for "-") into text, at most
+ * BATCH_MAX_BYTES. Prints why and returns false when it cannot.
+ */
+bool ReadBatchFile(const char *path, std::string &text) {
+  const bool standardInput = strcmp(path, "-") == 0;
+  FILE *f = standardInput ? stdin : fopen(path, "rb");
+  if (f == nullptr) {
+    fprintf(stderr, "cannot read batch file %s: %s\n", path, strerror(errno));
+    return false;
+  }
+  char block[65536];
+  size_t n;
+  while ((n = fread(block, 1, sizeof block, f)) > 0) {
+    if (text.size() + n > BATCH_MAX_BYTES) {
+      fprintf(stderr, "batch file %s is larger than %zu bytes\n", path, BATCH_MAX_BYTES);
+      if (!standardInput) fclose(f);
+      return false;
+    }
+    text.append(block, n);
+  }
+  const bool failed = ferror(f) != 0;
+  const int error = errno;
+  if (!standardInput) fclose(f);
+  if (failed) {
+    fprintf(stderr, "cannot read batch file %s: %s\n", path, strerror(error));
+    return false;
+  }
+  return true;
+}
+
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t';
+}
+
+/*
+ * Splits line into words as a POSIX shell splits a simple command's
+ * words, without expanding anything: blanks separate words; a backslash
+ * keeps the next character as it is; '...' keeps everything up to the
+ * next quote; "..." keeps everything up to the next unescaped quote, where
+ * a backslash escapes only $, `, " and \. An unquoted # that begins a word
+ * begins a comment. Every other character (; | & $ * and so on) is an
+ * ordinary character. Returns null, or why the line cannot be split.
+ */
+const char *SplitWords(std::string_view line, std::vector<std::string> &words) {
+  size_t i = 0;
+  while (true) {
+    while (i < line.size() && IsBlank(line[i])) i++;
+    if (i == line.size() || line[i] == '#') return nullptr;
+    std::string word;
+    while (i < line.size() && !IsBlank(line[i])) {
+      const char c = line[i++];
+      if (c == '\\') {
+        if (i == line.size()) return "ends in a backslash";
+        word += line[i++];
+      } else if (c == '\'') {
+        const size_t close = line.find('\'', i);
+        if (close == std::string_view::npos) return "has an unterminated quote";
+        word.append(line.substr(i, close - i));
+        i = close + 1;
+      } else if (c == '"') {
+        while (true) {
+          if (i == line.size()) return "has an unterminated quote";
+          const char d = line[i++];
+          if (d == '"') break;
+          if (d == '\\' && i < line.size() && strchr("$`\"\\", line[i]) != nullptr) {
+            word += line[i++];
+          } else {
+            word += d;
+          }
+        }
+      } else {
+        word += c;
+      }
+    }
+    words.push_back(std::move(word));
+  }
+}
+
+/* One command of the batch: where it stands, its words and what its checks made of it. */
+struct BatchLine {
+  unsigned number = 0;
+  std::vector<std::string> words; /* "brakk", then the line's words */
+  std::vector<char *> argv;       /* into words, for getopt (which reorders them) */
+  Invocation inv;
+  std::string switchId; /* the switch ID text, when the line names a switch */
+  bool hasSwitch = false;
+  std::string out; /* what the checks printed on standard output (range texts) */
+  std::string err; /* and on standard error (a failed alias lookup) */
+  const char *Sw() const { return hasSwitch ? switchId.c_str() : nullptr; }
+};
+
+/*
+ * Splits text into its command lines (blank lines and comments left out)
+ * and appends them to lines. Prints why and returns false when a line is
+ * too long, holds a NUL byte or cannot be split, when the file holds too
+ * many lines, or no command at all.
+ */
+bool ReadLines(const char *path, const std::string &text, std::deque<BatchLine> &lines) {
+  size_t start = 0;
+  unsigned number = 0;
+  while (start < text.size()) {
+    size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    number++;
+    if (number > BATCH_MAX_LINES) {
+      fprintf(stderr, "batch file %s has more than %zu lines\n", path, BATCH_MAX_LINES);
+      return false;
+    }
+    std::string_view line(text.data() + start, end - start);
+    start = end + 1;
+    if (line.size() > BATCH_MAX_LINE_BYTES) {
+      fprintf(stderr, "batch line %u is longer than %zu bytes\n", number, BATCH_MAX_LINE_BYTES);
+      return false;
+    }
+    if (line.find('\0') != std::string_view::npos) {
+      fprintf(stderr, "batch line %u holds a NUL byte\n", number);
+      return false;
+    }
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1); /* a line ended by CR LF */
+    std::vector<std::string> words{"brakk"};
+    if (const char *why = SplitWords(line, words)) {
+      fprintf(stderr, "batch line %u %s\n", number, why);
+      return false;
+    }
+    if (words.size() == 1) continue;
+    BatchLine &command = lines.emplace_back();
+    command.number = number;
+    command.words = std::move(words);
+  }
+  if (lines.empty()) {
+    fprintf(stderr, "batch file %s holds no command\n", path);
+    return false;
+  }
+  return true;
+}
+
+/* ======================================================================
+ * The checks before anything runs
+ * ====================================================================== */
+
+/*
+ * What one line's checks print, caught in memory: standard output and
+ * error point at two memory streams while a Capture lives.
+ */
+class Capture {
+ public:
+  Capture() {
+    fflush(stdout);
+    fflush(stderr);
+    out_ = open_memstream(&outText_, &outLen_);
+    err_ = open_memstream(&errText_, &errLen_);
+    if (out_ != nullptr && err_ != nullptr) {
+      savedOut_ = stdout;
+      savedErr_ = stderr;
+      stdout = out_;
+      stderr = err_;
+    }
+  }
+  Capture(const Capture &) = delete;
+  Capture &operator=(const Capture &) = delete;
+  ~Capture() { End(); }
+
+  /* Gives standard output and error back and hands over what was caught. */
+  void End(std::string *out = nullptr, std::string *err = nullptr) {
+    if (savedOut_ != nullptr) {
+      stdout = savedOut_;
+      stderr = savedErr_;
+      savedOut_ = savedErr_ = nullptr;
+    }
+    if (out_ != nullptr) fclose(out_);
+    if (err_ != nullptr) fclose(err_);
+    out_ = err_ = nullptr;
+    if (out != nullptr && outText_ != nullptr) out->assign(outText_, outLen_);
+    if (err != nullptr && errText_ != nullptr) err->assign(errText_, errLen_);
+    free(outText_);
+    free(errText_);
+    outText_ = errText_ = nullptr;
+  }
+
+ private:
+  FILE *out_ = nullptr;
+  FILE *err_ = nullptr;
+  FILE *savedOut_ = nullptr;
+  FILE *savedErr_ = nullptr;
+  char *outText_ = nullptr;
+  char *errText_ = nullptr;
+  size_t outLen_ = 0;
+  size_t errLen_ = 0;
+};
+
+/*
+ * The switches' aliases, looked up in the kernel's state, which is loaded
+ * once for the whole batch (and its failure printed once).
+ */
+class AliasLookup {
+ public:
+  /* The ID text of the switch whose alias is name, or nothing. */
+  std::optional<std::string> Find(const char *name) {
+    if (!tried_) {
+      tried_ = true;
+      loaded_ = Config_Load(LOAD_KERNEL_STATE, nullptr) == ZOR_OK;
+    }
+    if (!loaded_) return std::nullopt;
+    const auto known = found_.find(name);
+    if (known != found_.end()) return known->second;
+    DVSSwitch *h = DVSState_SwitchFindByAlias(name);
+    std::optional<std::string> id;
+    if (h != nullptr) id = std::string(DVS_SwitchId(h), strnlen(DVS_SwitchId(h), 64));
+    found_.emplace(name, id);
+    return id;
+  }
+  /* Whether the kernel's state is loaded (the lookups have needed it). */
+  bool Loaded() const { return loaded_; }
+
+ private:
+  bool tried_ = false;
+  bool loaded_ = false;
+  std::unordered_map<std::string, std::optional<std::string>> found_;
+};
+
+/* Why a line was refused: what it printed is caught; the status and whether the usage follows. */
+struct Refusal {
+  int status;
+  bool usage;
+  std::string message; /* a message of the batch's own, when there is no caught one */
+};
+
+/*
+ * The checks of one line, as the front end makes them for a single
+ * command, plus the batch's own: no -f, --batch or --check in a line, no
+ * command that a batch cannot hold. Returns a refusal, or nothing.
+ */
+std::optional<Refusal> CheckLine(BatchLine &line, bool fileMode, AliasLookup &aliases) {
+  for (std::string &word : line.words) line.argv.push_back(word.data());
+  const int argc = static_cast<int>(line.argv.size());
+  line.argv.push_back(nullptr);
+  Invocation &inv = line.inv;
+
+  if (std::optional<Stop> stop = Cli_ParseOptions(argc, line.argv.data(), inv)) {
+    if (stop->help) return Refusal{BATCH_REFUSED, false, "-h cannot run in a batch\n"};
+    return Refusal{stop->status, stop->usage, ""};
+  }
+  if (inv.configFilePath != nullptr || inv.batchFile != nullptr || inv.batchCheck) {
+    return Refusal{BATCH_REFUSED, false, "-f, --batch and --check belong to the whole batch\n"};
+  }
+  const CommandRow &row = Cli_CommandRow(inv.command);
+  if (row.batch == InBatch::NO) {
+    return Refusal{BATCH_REFUSED, false, std::string(row.option) + " cannot run in a batch\n"};
+  }
+  if (row.batch == InBatch::KERNEL_ONLY && fileMode) {
+    return Refusal{BATCH_REFUSED, false,
+                   std::string(row.option) +
+                       " changes the kernel, which a batch in file mode cannot take back\n"};
+  }
+
+  if (optind < argc) {
+    inv.switchArgument = line.argv[optind];
+    line.hasSwitch = true;
+    std::optional<std::string> byAlias;
+    if (inv.argIsSwitchId) {
+      line.switchId = inv.switchArgument;
+    } else if ((byAlias = aliases.Find(inv.switchArgument))) {
+      line.switchId = *byAlias;
+    } else {
+      char derived[DVS_SWITCH_ID_TEXT_LEN];
+      Cli_DeriveSwitchId(inv.switchArgument, derived);
+      line.switchId = derived;
+    }
+  }
+
+  std::optional<Stop> stop = Cli_CheckArguments(row.needs, line.Sw(), inv);
+  if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckClassName(inv);
+  if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckSwitchId(line.Sw());
+  if (stop) return Refusal{stop->status, stop->usage, ""};
+  return std::nullopt;
+}
+
+/* Prints what a refused line caught, with its number, and returns its status. */
+int PrintRefusal(const BatchLine &line, const Refusal &refusal) {
+  fputs(line.out.c_str(), stdout);
+  fflush(stdout);
+  fprintf(stderr, "batch line %u: %s", line.number,
+          refusal.message.empty() ? line.err.c_str() : refusal.message.c_str());
+  if (refusal.usage) Usage_Write();
+  return refusal.status;
+}
+
+/* ======================================================================
+ * Running
+ * ====================================================================== */
+
+/* How the batch goes on after a line. */
+struct LineEnd {
+  bool ok;
+  int status; /* the batch's exit status when not ok */
+};
+
+/*
+ * Runs one checked line on the loaded configuration, the way the single
+ * command's flow would once its configuration is loaded. Prints the
+ * line's failure with its number.
+ */
+LineEnd RunLine(const BatchLine &line, const StateOps &state, const StateOps &kernel,
+                EventQueue *events) {
+  fputs(line.out.c_str(), stdout);
+  fputs(line.err.c_str(), stderr);
+  const Invocation &inv = line.inv;
+  const CommandRow &row = Cli_CommandRow(inv.command);
+  CommandContext ctx{line.Sw(), SWITCH_CLASS_NONE, nullptr, 0, inv, state, kernel, events};
+
+  if (row.action.atOnce) {
+    const int status = row.action.run(ctx);
+    if (status == 0) return {true, 0};
+    fflush(stdout);
+    fprintf(stderr, "batch line %u: ended with status %d\n", line.number, status);
+    return {false, status};
+  }
+  if (row.flow == Flow::SWITCH_FLOW) {
+    ctx.handle = DVSState_SwitchFind(ctx.sw);
+    if (ctx.handle == nullptr) {
+      fflush(stdout);
+      fprintf(stderr, "batch line %u: Switch handle not found by id %s\n", line.number, ctx.sw);
+      return {false, -1};
+    }
+    ctx.cls = Cli_ClassOf(ctx.handle);
+    ctx.version = ctx.handle->version;
+    if (row.needs == Needs::PORT_ONCE_FOUND) {
+      Capture capture;
+      const std::optional<Stop> stop = Cli_CheckPortOnceFound(inv);
+      std::string err;
+      capture.End(nullptr, &err);
+      if (stop) {
+        fprintf(stderr, "batch line %u: %s", line.number, err.c_str());
+        Usage_Write();
+        return {false, stop->status};
+      }
+    }
+  }
+
+  const CommandResult result = row.action.handler(ctx);
+  fflush(stdout);
+  switch (result.end) {
+    case CommandEnd::USAGE:
+      fprintf(stderr, "batch line %u: %s", line.number,
+              result.usageLine != nullptr ? result.usageLine : "\n");
+      Usage_Write();
+      return {false, 0};
+    case CommandEnd::EXIT:
+      fprintf(stderr, "batch line %u: ended with status %d\n", line.number, result.exitStatus);
+      return {false, result.exitStatus};
+    case CommandEnd::SAVE_STATUS: /* the batch saves once, at its end */
+    case CommandEnd::STATUS:
+      break;
+  }
+  if (result.status == ZOR_OK) return {true, 0};
+  fprintf(stderr, "batch line %u: Operation failed: status = 0x%x\n", line.number, result.status);
+  return {false, static_cast<int>(result.status)};
+}
+
+/* File mode: one load, every command on it, one save; events after the save. */
+int RunOnFile(const Invocation &batch, std::deque<BatchLine> &lines) {
+  DVSState_ConfigReset(); /* the aliases' kernel state, if any */
+  if (Config_Load(LOAD_FILE, batch.configFilePath) != ZOR_OK) {
+    fputs("Failed to load config.\n", stderr);
+    return -1;
+  }
+  const KernelReader kernel;
+  EventQueue events;
+  for (const BatchLine &line : lines) {
+    const LineEnd end = RunLine(line, CONFIG_STATE_OPS, kernel, &events);
+    if (!end.ok) return end.status; /* nothing is saved: the file stays as it was */
+  }
+  if (batch.batchCheck) {
+    printf("batch: %zu commands ran on the loaded configuration; nothing was saved\n",
+           lines.size());
+    return 0;
+  }
+  const int32_t saved = Config_Save(false, batch.configFilePath);
+  if (saved != 0) return saved;
+  Event_Flush(events);
+  return 0;
+}
+
+/* Prints how the restore after a failed kernel-mode batch went. */
+void PrintRestore(const std::vector<RestoreProblem> &problems, bool changed) {
+  if (!changed) {
+    fputs("batch: nothing to restore\n", stderr);
+    return;
+  }
+  for (const RestoreProblem &p : problems) {
+    if (p.status == ZOR_OK) {
+      fprintf(stderr, "batch: line %u: cannot take back %s\n", p.line, p.what.c_str());
+    } else {
+      fprintf(stderr, "batch: line %u: taking back %s failed: %s\n", p.line, p.what.c_str(),
+              ZOR_ReturnStatusToString(p.status));
+    }
+  }
+  fputs(problems.empty() ? "batch: restore complete\n" : "batch: restore incomplete\n", stderr);
+}
+
+/* Kernel mode: every command through the journal; a failure takes the changes back. */
+int RunOnKernel(std::deque<BatchLine> &lines, bool aliasesLoaded) {
+  if (!aliasesLoaded && Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) {
+    fputs("Failed to load config.\n", stderr);
+    return -1;
+  }
+  KernelJournal journal;
+  for (const BatchLine &line : lines) {
+    journal.SetLine(line.number);
+    const LineEnd end = RunLine(line, journal, journal, nullptr);
+    if (end.ok) continue;
+    const bool changed = journal.Changed();
+    PrintRestore(journal.Restore(), changed);
+    return end.status;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int Batch_Run(const Invocation &batch) {
+  std::string text;
+  std::deque<BatchLine> lines;
+  if (!ReadBatchFile(batch.batchFile, text) || !ReadLines(batch.batchFile, text, lines)) {
+    return BATCH_REFUSED;
+  }
+  /* No command of the batch runs unless every one of them passes its checks. */
+  const bool fileMode = batch.configFilePath != nullptr;
+  AliasLookup aliases;
+  for (BatchLine &line : lines) {
+    Capture capture;
+    const std::optional<Refusal> refusal = CheckLine(line, fileMode, aliases);
+    capture.End(&line.out, &line.err);
+    if (refusal) return PrintRefusal(line, *refusal);
+  }
+  if (fileMode) return RunOnFile(batch, lines);
+  if (batch.batchCheck) {
+    printf("batch: %zu commands checked; nothing was run\n", lines.size());
+    return 0;
+  }
+  return RunOnKernel(lines, aliases.Loaded());
+}
