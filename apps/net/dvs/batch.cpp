@@ -282,11 +282,11 @@ struct Refusal {
 };
 
 /*
- * The checks of one line, as the front end makes them for a single
- * command, plus the batch's own: no -f, --batch or --check in a line, no
- * command that a batch cannot hold. Returns a refusal, or nothing.
+ * The options of one line and the batch's own refusals: no -f, --batch or
+ * --check, no command that a batch cannot hold. Returns a refusal, or
+ * nothing.
  */
-std::optional<Refusal> CheckLine(BatchLine &line, bool fileMode, AliasLookup &aliases) {
+std::optional<Refusal> ParseLine(BatchLine &line, bool fileMode) {
   for (std::string &word : line.words) line.argv.push_back(word.data());
   const int argc = static_cast<int>(line.argv.size());
   line.argv.push_back(nullptr);
@@ -308,9 +308,14 @@ std::optional<Refusal> CheckLine(BatchLine &line, bool fileMode, AliasLookup &al
                    std::string(row.option) +
                        " changes the kernel, which a batch in file mode cannot take back\n"};
   }
+  if (optind < argc) inv.switchArgument = line.argv[optind];
+  return std::nullopt;
+}
 
-  if (optind < argc) {
-    inv.switchArgument = line.argv[optind];
+/* Resolves the line's switch name into its ID text, by alias or derived from the name. */
+void ResolveSwitch(BatchLine &line, AliasLookup &aliases) {
+  Invocation &inv = line.inv;
+  if (inv.switchArgument != nullptr) {
     line.hasSwitch = true;
     std::optional<std::string> byAlias;
     if (inv.argIsSwitchId) {
@@ -323,7 +328,12 @@ std::optional<Refusal> CheckLine(BatchLine &line, bool fileMode, AliasLookup &al
       line.switchId = derived;
     }
   }
+}
 
+/* The checks that the line's row of the command table asks for. Returns a refusal, or nothing. */
+std::optional<Refusal> CheckLine(const BatchLine &line) {
+  const Invocation &inv = line.inv;
+  const CommandRow &row = Cli_CommandRow(inv.command);
   std::optional<Stop> stop = Cli_CheckArguments(row.needs, line.Sw(), inv);
   if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckClassName(inv);
   if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckSwitchId(line.Sw());
@@ -484,10 +494,21 @@ int Batch_Run(const Invocation &batch) {
   const bool fileMode = batch.configFilePath != nullptr;
   AliasLookup aliases;
   for (BatchLine &line : lines) {
-    Capture capture;
-    const std::optional<Refusal> refusal = CheckLine(line, fileMode, aliases);
-    capture.End(&line.out, &line.err);
+    /* What the options print (range texts) is printed again when the line runs. */
+    Capture parsing;
+    std::optional<Refusal> refusal = ParseLine(line, fileMode);
+    parsing.End(&line.out, &line.err);
     if (refusal) return PrintRefusal(line, *refusal);
+    ResolveSwitch(line, aliases); /* a failed load of the kernel's state prints its line once */
+    Capture checking;
+    refusal = CheckLine(line);
+    std::string out, err;
+    checking.End(&out, &err);
+    if (refusal) {
+      line.out += out;
+      line.err = err;
+      return PrintRefusal(line, *refusal);
+    }
   }
   if (fileMode) return RunOnFile(batch, lines);
   if (batch.batchCheck) {
