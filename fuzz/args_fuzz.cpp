@@ -11,6 +11,10 @@
  *    handler calls. What was written is then listed, so the printers see
  *    every value a parser can build.
  *
+ *    The last row takes the text as a whole batch file (--batch), run in
+ *    file mode on a fresh copy of the baseline file, with --check when the
+ *    row's flag is set.
+ *
  *    Input: byte 0 chooses the row of argTable, byte 1 the switch (bits
  *    0-1), the -p target (bits 2-4) and one flag of the row (bit 5); the
  *    rest, up to a NUL, is the argument text.
@@ -26,6 +30,7 @@
 #include "base/command.h"
 #include "common.h"
 #include "dvslib.h"
+#include "frontend.h"
 #include "listing/listing.h"
 #include "props/healthcheck.h"
 #include "props/ipfix.h"
@@ -47,6 +52,14 @@ namespace {
 
 std::vector<uint8_t> g_baseline;
 std::string g_path;
+std::string g_batchPath;
+
+/* Writes bytes to path, replacing what it held; aborts when it cannot. */
+void WriteFile(const std::string &path, const void *bytes, size_t length) {
+  FILE *f = fopen(path.c_str(), "wb");
+  if (!f || fwrite(bytes, 1, length, f) != length) abort();
+  fclose(f);
+}
 
 /* What one row gets: a file-mode command's context and record, the text and the row's flag. */
 struct ArgCase {
@@ -121,6 +134,18 @@ CommandResult RunCdp(ArgCase &c) {
   return Cmd_SetCdp(c.ctx);
 }
 
+/* --batch: the text is the batch file; the configuration file starts as the baseline again. */
+CommandResult RunBatch(ArgCase &c) {
+  WriteFile(g_path, g_baseline.data(), g_baseline.size());
+  WriteFile(g_batchPath, c.text, strlen(c.text));
+  Invocation batch;
+  batch.configFilePath = g_path.c_str();
+  batch.batchFile = g_batchPath.c_str();
+  batch.batchCheck = c.flag;
+  const int status = Batch_Run(batch);
+  return status == 0 ? ZOR_OK : ZOR_FAILURE;
+}
+
 struct ArgRow {
   const char *option;
   ArgRunner run;
@@ -151,6 +176,7 @@ const ArgRow argTable[] = {
     {"-B", RunCdp, false},
     {"--nopersist", Arg<Cmd_NoPersist>, false},
     {"--vlan", Arg<Cmd_UplinkVlan>, true},
+    {"--batch", RunBatch, false},
 };
 
 /* -p targets: ports of the baseline, the two lists, none, and one that does not exist. */
@@ -161,11 +187,9 @@ const char *const targets[] = {"5", "uplink0", "globalPropList", "hostPropList",
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   const std::string &dir = fuzz::Setup();
   if (!fuzz::BuildBaseline(&g_baseline)) abort();
-  static const std::string path = dir + "/config";
-  FILE *f = fopen(path.c_str(), "wb");
-  if (!f || fwrite(g_baseline.data(), 1, g_baseline.size(), f) != g_baseline.size()) abort();
-  fclose(f);
-  g_path = path;
+  g_path = dir + "/config";
+  g_batchPath = dir + "/batch";
+  WriteFile(g_path, g_baseline.data(), g_baseline.size());
   return 0;
 }
 

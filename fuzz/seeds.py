@@ -33,7 +33,7 @@ TARGETS = ["args_fuzz", "print_fuzz", "config_fuzz", "kernel_fuzz", "server_fuzz
 # The rows of argTable in args_fuzz.cpp, in order.
 ARG_ROWS = ["-v", "-V", "-m", "--setLACP", "--configLAG", "-b", "-N", "-o", "-F", "-k", "-K",
             "-z", "-j", "-H", "-L", "--vlanMTUChkParam", "-M", "-s", "-u", "-B", "--nopersist",
-            "--vlan"]
+            "--vlan", "--batch"]
 ROW_ALIASES = {"--qeltVLMChkParam": "--vlanMTUChkParam"}
 MAX_CONFIGS_PER_FILE = 5
 MAX_CONFIG_BYTES = 16384
@@ -193,6 +193,20 @@ def reply_seeds():
     write_seed("reply_fuzz", bytes([0, 0]) + b"\x01" + struct.pack("<IH", 0, 5) + b"ZCHN\x01")
 
 
+# Batch files for the --batch row: one that succeeds, one that fails half way, quoting.
+BATCH_SEEDS = [
+    "-A -p 9 dvs0\n-s 'note=a b' -p 9 dvs0\n-v '100;t;1-5' -p 9 dvs0\n",
+    "# provision\n-s a=1 -p 5 dvs0\n-s b=2 -p nope dvs0\n-l dvs0\n",
+    "-s \"q=say \\\"hi\\\"\" -p 5 dvs0 # note\r\n-u q -p 5 dvs0\n--persist\n",
+]
+
+
+def batch_seeds():
+    for text in BATCH_SEEDS:
+        write_seed("args_fuzz", bytes([ARG_ROWS.index("--batch"), 0]) + text.encode())
+    return len(BATCH_SEEDS)
+
+
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
@@ -200,6 +214,7 @@ def main():
     for t in TARGETS:
         os.makedirs(os.path.join(CORPUS, t), exist_ok=True)
     print("argument seeds:", argument_seeds())
+    print("batch seeds:", batch_seeds())
     with tempfile.TemporaryDirectory() as scratch:
         configs = configurations(os.path.join(build, "apps", "net", "dvs", "brakk"), scratch)
         print("configurations:", len(configs))
