@@ -27,6 +27,9 @@ namespace zor {
 
 namespace {
 
+/* Ports added after the section are found through an index once there are more than this many. */
+constexpr size_t PORT_INDEX_FROM = 16;
+
 bool ValidText(std::string_view s, size_t maxLen) {
   return !s.empty() && s.size() <= maxLen && s.find('\0') == std::string_view::npos;
 }
@@ -220,9 +223,7 @@ void PortObj::operator delete(void *p) noexcept {
 }
 
 size_t SwitchObj::PortCount() const {
-  size_t removed = 0;
-  for (const auto &[offset, t] : taken_) removed += !t.port;
-  return sectionCount_ - removed + ports_.size();
+  return sectionCount_ - removedFromSection_ + ports_.size();
 }
 
 std::unique_ptr<PortObj> SwitchObj::DecodePort(const uint8_t *record, const uint8_t *end) {
@@ -239,26 +240,62 @@ std::unique_ptr<PortObj> SwitchObj::DecodePort(const uint8_t *record, const uint
   return p;
 }
 
-PortObj *SwitchObj::FindPort(std::string_view name) {
-  for (const auto &p : ports_) {
-    if (p->Name() == name) return p.get();
+std::optional<uint32_t> SwitchObj::FindInSection(std::string_view name) {
+  if (!sectionIndex_.empty()) {
+    const auto it = sectionIndex_.find(name);
+    if (it == sectionIndex_.end()) return std::nullopt;
+    return it->second;
   }
   /* Port names are unique, so the first record of that name is the port (or was, if removed). */
+  const bool indexing = ++sectionSearches_ >= 2;
+  std::optional<uint32_t> found;
   WireReader r(section_, sectionLen_);
-  for (uint32_t i = 0; i < sectionCount_; i++) {
-    const uint8_t *record = r.Position();
-    if (SkipPort(r) != name) continue;
-    const uint32_t offset = static_cast<uint32_t>(record - section_);
-    auto it = taken_.find(offset);
-    if (it != taken_.end()) return it->second.port.get();
+  try {
+    for (uint32_t i = 0; i < sectionCount_; i++) {
+      const uint32_t offset = static_cast<uint32_t>(r.Position() - section_);
+      const std::string_view recordName = SkipPort(r);
+      if (indexing) sectionIndex_.emplace(recordName, offset);
+      if (recordName == name && !found) {
+        found = offset;
+        if (!indexing) break;
+      }
+    }
+  } catch (const std::bad_alloc &) {
+    sectionIndex_.clear(); /* without the index the next search walks the section again */
+  }
+  return found;
+}
+
+PortObj *SwitchObj::FindPort(std::string_view name) {
+  if (portIndex_.empty() && ports_.size() > PORT_INDEX_FROM) {
     try {
-      Taken t{static_cast<uint32_t>(r.Position() - record), DecodePort(record, r.Position())};
-      return taken_.emplace(offset, std::move(t)).first->second.port.get();
+      for (const auto &p : ports_) portIndex_.emplace(p->Name(), p.get());
     } catch (const std::bad_alloc &) {
-      return nullptr;
+      portIndex_.clear();
     }
   }
-  return nullptr;
+  if (!portIndex_.empty()) {
+    const auto it = portIndex_.find(name);
+    if (it != portIndex_.end()) return it->second;
+  } else {
+    for (const auto &p : ports_) {
+      if (p->Name() == name) return p.get();
+    }
+  }
+  if (!section_) return nullptr;
+  const std::optional<uint32_t> offset = FindInSection(name);
+  if (!offset) return nullptr;
+  auto it = taken_.find(*offset);
+  if (it != taken_.end()) return it->second.port.get();
+  const uint8_t *record = section_ + *offset;
+  WireReader r(record, sectionLen_ - *offset);
+  SkipPort(r);
+  try {
+    Taken t{static_cast<uint32_t>(r.Position() - record), DecodePort(record, r.Position())};
+    return taken_.emplace(*offset, std::move(t)).first->second.port.get();
+  } catch (const std::bad_alloc &) {
+    return nullptr;
+  }
 }
 
 const std::vector<std::unique_ptr<PortObj>> &SwitchObj::Ports() {
@@ -288,7 +325,9 @@ const std::vector<std::unique_ptr<PortObj>> &SwitchObj::Ports() {
   }
   taken_.clear();
   section_ = nullptr;
-  sectionLen_ = sectionCount_ = 0;
+  sectionLen_ = sectionCount_ = removedFromSection_ = sectionSearches_ = 0;
+  sectionIndex_.clear();
+  portIndex_.clear(); /* rebuilt when next needed, over every port */
   return ports_;
 }
 
@@ -298,20 +337,32 @@ bool SwitchObj::InsertPort(std::unique_ptr<PortObj> &p) {
   } catch (const std::bad_alloc &) {
     return false;
   }
-  ports_.back()->dvs = this;
+  PortObj *added = ports_.back().get();
+  added->dvs = this;
+  if (!portIndex_.empty()) {
+    try {
+      portIndex_.emplace(added->Name(), added);
+    } catch (const std::bad_alloc &) {
+      portIndex_.clear(); /* FindPort builds it again, or walks the ports */
+    }
+  }
   return true;
 }
 
 void SwitchObj::ErasePort(PortObj *p) {
   for (auto it = ports_.begin(); it != ports_.end(); ++it) {
     if (it->get() == p) {
+      portIndex_.erase(p->Name());
       ports_.erase(it);
       return;
     }
   }
   /* A port taken from the section stays as a removed mark, so its record is not written. */
   for (auto &[offset, t] : taken_) {
-    if (t.port.get() == p) t.port.reset();
+    if (t.port.get() == p) {
+      t.port.reset();
+      removedFromSection_++;
+    }
   }
 }
 
@@ -319,6 +370,8 @@ void SwitchObj::LoadPorts(const uint8_t *section, uint32_t len, uint32_t count) 
   section_ = section;
   sectionLen_ = len;
   sectionCount_ = count;
+  removedFromSection_ = sectionSearches_ = 0;
+  sectionIndex_.clear();
 }
 
 void SwitchObj::EncodePorts(WireWriter &w, bool persistentOnly) const {

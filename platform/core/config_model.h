@@ -16,8 +16,10 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "data_tree.h"
@@ -97,12 +99,26 @@ struct SwitchObj : DVSSwitch {
   /* A new port object for the validated record at record..end of the section. */
   std::unique_ptr<PortObj> DecodePort(const uint8_t *record, const uint8_t *end);
 
+  /* The record offset of the section's port named name, or nothing. */
+  std::optional<uint32_t> FindInSection(std::string_view name);
+
   const uint8_t *section_ = nullptr; /* the loaded ports, encoded */
   uint32_t sectionLen_ = 0;
   uint32_t sectionCount_ = 0;
   std::map<uint32_t, Taken> taken_; /* by record offset in the section */
+  uint32_t removedFromSection_ = 0; /* taken ports since removed */
+  /*
+   * Where each of the section's ports lies, by name (views into the
+   * section): built by the second search of the section, as a command
+   * that looks up many ports (a batch) would otherwise walk the section
+   * once for each.
+   */
+  std::unordered_map<std::string_view, uint32_t> sectionIndex_;
+  uint32_t sectionSearches_ = 0;
   /* The ports after the section: added ones, or all of them once Ports() has decoded it. */
   std::vector<std::unique_ptr<PortObj>> ports_;
+  /* ports_ by name, kept once it holds more than a few ports. */
+  std::unordered_map<std::string_view, PortObj *> portIndex_;
 };
 
 /* Longest switch ID text accepted, NUL excluded. */
