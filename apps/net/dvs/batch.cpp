@@ -25,7 +25,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -132,17 +131,40 @@ const char *SplitWords(std::string_view line, std::vector<std::string> &words) {
   }
 }
 
-/* One command of the batch: where it stands, its words and what its checks made of it. */
+/*
+ * One command of the batch, kept small (a batch may hold tens of
+ * thousands): where it stands, its words ("brakk" first), each ended by a
+ * NUL, and the switch ID that its switch name resolved to. Its options are
+ * read again when it runs.
+ */
 struct BatchLine {
   unsigned number = 0;
-  std::vector<std::string> words; /* "brakk", then the line's words */
-  std::vector<char *> argv;       /* into words, for getopt (which reorders them) */
-  Invocation inv;
-  std::string switchId; /* the switch ID text, when the line names a switch */
-  bool hasSwitch = false;
-  std::string out; /* what the checks printed on standard output (range texts) */
-  std::string err; /* and on standard error (a failed alias lookup) */
-  const char *Sw() const { return hasSwitch ? switchId.c_str() : nullptr; }
+  std::string words;
+  int switchId = -1; /* index in BatchIds, or -1: the line names no switch */
+};
+
+/* The switch IDs that the lines resolved to, each kept once. */
+struct BatchIds {
+  std::vector<std::string> texts;
+  std::unordered_map<std::string, int> index;
+  int Add(const std::string &id) {
+    const auto [it, added] = index.emplace(id, static_cast<int>(texts.size()));
+    if (added) texts.push_back(id);
+    return it->second;
+  }
+};
+
+/* A line's words as an argument vector for getopt, which reorders its pointers. */
+struct LineArgs {
+  std::string words; /* a copy: the options point into it while the line is checked or run */
+  std::vector<char *> argv;
+  explicit LineArgs(const BatchLine &line) : words(line.words) {
+    for (size_t at = 0; at < words.size(); at += strlen(words.data() + at) + 1) {
+      argv.push_back(words.data() + at);
+    }
+    argv.push_back(nullptr);
+  }
+  int Count() const { return static_cast<int>(argv.size()) - 1; }
 };
 
 /*
@@ -151,9 +173,10 @@ struct BatchLine {
  * too long, holds a NUL byte or cannot be split, when the file holds too
  * many lines, or no command at all.
  */
-bool ReadLines(const char *path, const std::string &text, std::deque<BatchLine> &lines) {
+bool ReadLines(const char *path, const std::string &text, std::vector<BatchLine> &lines) {
   size_t start = 0;
   unsigned number = 0;
+  std::vector<std::string> words;
   while (start < text.size()) {
     size_t end = text.find('\n', start);
     if (end == std::string::npos) end = text.size();
@@ -173,7 +196,7 @@ bool ReadLines(const char *path, const std::string &text, std::deque<BatchLine> 
       return false;
     }
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1); /* a line ended by CR LF */
-    std::vector<std::string> words{"brakk"};
+    words.assign({"brakk"});
     if (const char *why = SplitWords(line, words)) {
       fprintf(stderr, "batch line %u %s\n", number, why);
       return false;
@@ -181,7 +204,7 @@ bool ReadLines(const char *path, const std::string &text, std::deque<BatchLine> 
     if (words.size() == 1) continue;
     BatchLine &command = lines.emplace_back();
     command.number = number;
-    command.words = std::move(words);
+    for (const std::string &word : words) command.words.append(word.c_str(), word.size() + 1);
   }
   if (lines.empty()) {
     fprintf(stderr, "batch file %s holds no command\n", path);
@@ -195,45 +218,56 @@ bool ReadLines(const char *path, const std::string &text, std::deque<BatchLine> 
  * ====================================================================== */
 
 /*
- * What one line's checks print, caught in memory: standard output and
- * error point at two memory streams while a Capture lives.
+ * What the checks of one line print, caught in memory: while Begin and End
+ * stand around them, standard output and error point at two memory
+ * streams, which every line uses again.
  */
 class Capture {
  public:
   Capture() {
-    fflush(stdout);
-    fflush(stderr);
     out_ = open_memstream(&outText_, &outLen_);
     err_ = open_memstream(&errText_, &errLen_);
-    if (out_ != nullptr && err_ != nullptr) {
-      savedOut_ = stdout;
-      savedErr_ = stderr;
-      stdout = out_;
-      stderr = err_;
-    }
   }
   Capture(const Capture &) = delete;
   Capture &operator=(const Capture &) = delete;
-  ~Capture() { End(); }
-
-  /* Gives standard output and error back and hands over what was caught. */
-  void End(std::string *out = nullptr, std::string *err = nullptr) {
-    if (savedOut_ != nullptr) {
-      stdout = savedOut_;
-      stderr = savedErr_;
-      savedOut_ = savedErr_ = nullptr;
-    }
+  ~Capture() {
     if (out_ != nullptr) fclose(out_);
     if (err_ != nullptr) fclose(err_);
-    out_ = err_ = nullptr;
-    if (out != nullptr && outText_ != nullptr) out->assign(outText_, outLen_);
-    if (err != nullptr && errText_ != nullptr) err->assign(errText_, errLen_);
     free(outText_);
     free(errText_);
-    outText_ = errText_ = nullptr;
+  }
+
+  void Begin() {
+    if (out_ == nullptr || err_ == nullptr) return; /* without memory the text goes out as it is */
+    fflush(stdout);
+    fflush(stderr);
+    rewind(out_);
+    rewind(err_);
+    savedOut_ = stdout;
+    savedErr_ = stderr;
+    stdout = out_;
+    stderr = err_;
+  }
+  /* Gives standard output and error back and hands over what was caught since Begin. */
+  void End(std::string &out, std::string &err) {
+    out.clear();
+    err.clear();
+    if (savedOut_ == nullptr) return;
+    stdout = savedOut_;
+    stderr = savedErr_;
+    savedOut_ = savedErr_ = nullptr;
+    Take(out_, outText_, out);
+    Take(err_, errText_, err);
   }
 
  private:
+  /* The stream's text from its start to where it stands (text is valid once it is flushed). */
+  static void Take(FILE *stream, char *const &text, std::string &into) {
+    fflush(stream);
+    const long length = ftell(stream);
+    if (length > 0 && text != nullptr) into.assign(text, static_cast<size_t>(length));
+  }
+
   FILE *out_ = nullptr;
   FILE *err_ = nullptr;
   FILE *savedOut_ = nullptr;
@@ -274,11 +308,12 @@ class AliasLookup {
   std::unordered_map<std::string, std::optional<std::string>> found_;
 };
 
-/* Why a line was refused: what it printed is caught; the status and whether the usage follows. */
+/* Why a line was refused: the status, whether the usage follows, and a message of the batch's own.
+ */
 struct Refusal {
   int status;
   bool usage;
-  std::string message; /* a message of the batch's own, when there is no caught one */
+  std::string message; /* empty: the caught text is the message */
 };
 
 /*
@@ -286,13 +321,8 @@ struct Refusal {
  * --check, no command that a batch cannot hold. Returns a refusal, or
  * nothing.
  */
-std::optional<Refusal> ParseLine(BatchLine &line, bool fileMode) {
-  for (std::string &word : line.words) line.argv.push_back(word.data());
-  const int argc = static_cast<int>(line.argv.size());
-  line.argv.push_back(nullptr);
-  Invocation &inv = line.inv;
-
-  if (std::optional<Stop> stop = Cli_ParseOptions(argc, line.argv.data(), inv)) {
+std::optional<Refusal> ParseLine(LineArgs &args, Invocation &inv, bool fileMode) {
+  if (std::optional<Stop> stop = Cli_ParseOptions(args.Count(), args.argv.data(), inv)) {
     if (stop->help) return Refusal{BATCH_REFUSED, false, "-h cannot run in a batch\n"};
     return Refusal{stop->status, stop->usage, ""};
   }
@@ -308,47 +338,71 @@ std::optional<Refusal> ParseLine(BatchLine &line, bool fileMode) {
                    std::string(row.option) +
                        " changes the kernel, which a batch in file mode cannot take back\n"};
   }
-  if (optind < argc) inv.switchArgument = line.argv[optind];
+  if (optind < args.Count()) inv.switchArgument = args.argv[optind];
   return std::nullopt;
 }
 
-/* Resolves the line's switch name into its ID text, by alias or derived from the name. */
-void ResolveSwitch(BatchLine &line, AliasLookup &aliases) {
-  Invocation &inv = line.inv;
-  if (inv.switchArgument != nullptr) {
-    line.hasSwitch = true;
-    std::optional<std::string> byAlias;
-    if (inv.argIsSwitchId) {
-      line.switchId = inv.switchArgument;
-    } else if ((byAlias = aliases.Find(inv.switchArgument))) {
-      line.switchId = *byAlias;
-    } else {
-      char derived[DVS_SWITCH_ID_TEXT_LEN];
-      Cli_DeriveSwitchId(inv.switchArgument, derived);
-      line.switchId = derived;
-    }
-  }
+/* The ID text of the line's switch name, by alias or derived from the name; null for none. */
+std::optional<std::string> ResolveSwitch(const Invocation &inv, AliasLookup &aliases) {
+  if (inv.switchArgument == nullptr) return std::nullopt;
+  if (inv.argIsSwitchId) return std::string(inv.switchArgument);
+  if (std::optional<std::string> byAlias = aliases.Find(inv.switchArgument)) return byAlias;
+  char derived[DVS_SWITCH_ID_TEXT_LEN];
+  Cli_DeriveSwitchId(inv.switchArgument, derived);
+  return std::string(derived);
 }
 
 /* The checks that the line's row of the command table asks for. Returns a refusal, or nothing. */
-std::optional<Refusal> CheckLine(const BatchLine &line) {
-  const Invocation &inv = line.inv;
+std::optional<Refusal> CheckLine(const Invocation &inv, const char *sw) {
   const CommandRow &row = Cli_CommandRow(inv.command);
-  std::optional<Stop> stop = Cli_CheckArguments(row.needs, line.Sw(), inv);
+  std::optional<Stop> stop = Cli_CheckArguments(row.needs, sw, inv);
   if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckClassName(inv);
-  if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckSwitchId(line.Sw());
+  if (!stop && row.flow == Flow::SWITCH_FLOW) stop = Cli_CheckSwitchId(sw);
   if (stop) return Refusal{stop->status, stop->usage, ""};
   return std::nullopt;
 }
 
-/* Prints what a refused line caught, with its number, and returns its status. */
-int PrintRefusal(const BatchLine &line, const Refusal &refusal) {
-  fputs(line.out.c_str(), stdout);
+/*
+ * Prints a refused line: what its checks printed on standard output, then
+ * "batch line N: " and the message on standard error, and the usage text
+ * where the single command would print it. Returns the status.
+ */
+int PrintRefusal(unsigned number, const Refusal &refusal, const std::string &out,
+                 const std::string &err) {
+  fputs(out.c_str(), stdout);
   fflush(stdout);
-  fprintf(stderr, "batch line %u: %s", line.number,
-          refusal.message.empty() ? line.err.c_str() : refusal.message.c_str());
+  fprintf(stderr, "batch line %u: %s", number,
+          refusal.message.empty() ? err.c_str() : refusal.message.c_str());
   if (refusal.usage) Usage_Write();
   return refusal.status;
+}
+
+/*
+ * Checks every line as the front end checks a single command, and notes
+ * the switch each names. Returns the status to end the batch with after
+ * a refused line (which it prints), or nothing when every line passes.
+ */
+std::optional<int> CheckLines(std::vector<BatchLine> &lines, BatchIds &ids, bool fileMode,
+                              AliasLookup &aliases) {
+  Capture capture;
+  std::string out, err;
+  for (BatchLine &line : lines) {
+    LineArgs args(line);
+    Invocation inv;
+    capture.Begin();
+    std::optional<Refusal> refusal = ParseLine(args, inv, fileMode);
+    capture.End(out, err);
+    if (refusal) return PrintRefusal(line.number, *refusal, out, err);
+    /* A failed load of the kernel's state for the aliases prints its line, once. */
+    const std::optional<std::string> id = ResolveSwitch(inv, aliases);
+    if (id) line.switchId = ids.Add(*id);
+    std::string parseOut = std::move(out);
+    capture.Begin();
+    refusal = CheckLine(inv, id ? id->c_str() : nullptr);
+    capture.End(out, err);
+    if (refusal) return PrintRefusal(line.number, *refusal, parseOut + out, err);
+  }
+  return std::nullopt;
 }
 
 /* ======================================================================
@@ -363,16 +417,18 @@ struct LineEnd {
 
 /*
  * Runs one checked line on the loaded configuration, the way the single
- * command's flow would once its configuration is loaded. Prints the
+ * command's flow would once its configuration is loaded: its options are
+ * read again (printing what they print, such as range texts). Prints the
  * line's failure with its number.
  */
-LineEnd RunLine(const BatchLine &line, const StateOps &state, const StateOps &kernel,
-                EventQueue *events) {
-  fputs(line.out.c_str(), stdout);
-  fputs(line.err.c_str(), stderr);
-  const Invocation &inv = line.inv;
+LineEnd RunLine(const BatchLine &line, const BatchIds &ids, const StateOps &state,
+                const StateOps &kernel, EventQueue *events) {
+  LineArgs args(line);
+  Invocation inv;
+  Cli_ParseOptions(args.Count(), args.argv.data(), inv); /* it passed before */
+  const char *sw = line.switchId >= 0 ? ids.texts[line.switchId].c_str() : nullptr;
   const CommandRow &row = Cli_CommandRow(inv.command);
-  CommandContext ctx{line.Sw(), SWITCH_CLASS_NONE, nullptr, 0, inv, state, kernel, events};
+  CommandContext ctx{sw, SWITCH_CLASS_NONE, nullptr, 0, inv, state, kernel, events};
 
   if (row.action.atOnce) {
     const int status = row.action.run(ctx);
@@ -382,24 +438,20 @@ LineEnd RunLine(const BatchLine &line, const StateOps &state, const StateOps &ke
     return {false, status};
   }
   if (row.flow == Flow::SWITCH_FLOW) {
-    ctx.handle = DVSState_SwitchFind(ctx.sw);
+    ctx.handle = DVSState_SwitchFind(sw);
     if (ctx.handle == nullptr) {
       fflush(stdout);
-      fprintf(stderr, "batch line %u: Switch handle not found by id %s\n", line.number, ctx.sw);
+      fprintf(stderr, "batch line %u: Switch handle not found by id %s\n", line.number, sw);
       return {false, -1};
     }
     ctx.cls = Cli_ClassOf(ctx.handle);
     ctx.version = ctx.handle->version;
-    if (row.needs == Needs::PORT_ONCE_FOUND) {
-      Capture capture;
-      const std::optional<Stop> stop = Cli_CheckPortOnceFound(inv);
-      std::string err;
-      capture.End(nullptr, &err);
-      if (stop) {
-        fprintf(stderr, "batch line %u: %s", line.number, err.c_str());
-        Usage_Write();
-        return {false, stop->status};
-      }
+    if (row.needs == Needs::PORT_ONCE_FOUND && inv.portName == nullptr) {
+      fflush(stdout);
+      fprintf(stderr, "batch line %u: ", line.number);
+      const std::optional<Stop> stop = Cli_CheckPortOnceFound(inv); /* prints its line */
+      Usage_Write();
+      return {false, stop ? stop->status : 0};
     }
   }
 
@@ -424,7 +476,7 @@ LineEnd RunLine(const BatchLine &line, const StateOps &state, const StateOps &ke
 }
 
 /* File mode: one load, every command on it, one save; events after the save. */
-int RunOnFile(const Invocation &batch, std::deque<BatchLine> &lines) {
+int RunOnFile(const Invocation &batch, const std::vector<BatchLine> &lines, const BatchIds &ids) {
   DVSState_ConfigReset(); /* the aliases' kernel state, if any */
   if (Config_Load(LOAD_FILE, batch.configFilePath) != ZOR_OK) {
     fputs("Failed to load config.\n", stderr);
@@ -433,7 +485,7 @@ int RunOnFile(const Invocation &batch, std::deque<BatchLine> &lines) {
   const KernelReader kernel;
   EventQueue events;
   for (const BatchLine &line : lines) {
-    const LineEnd end = RunLine(line, CONFIG_STATE_OPS, kernel, &events);
+    const LineEnd end = RunLine(line, ids, CONFIG_STATE_OPS, kernel, &events);
     if (!end.ok) return end.status; /* nothing is saved: the file stays as it was */
   }
   if (batch.batchCheck) {
@@ -465,7 +517,7 @@ void PrintRestore(const std::vector<RestoreProblem> &problems, bool changed) {
 }
 
 /* Kernel mode: every command through the journal; a failure takes the changes back. */
-int RunOnKernel(std::deque<BatchLine> &lines, bool aliasesLoaded) {
+int RunOnKernel(const std::vector<BatchLine> &lines, const BatchIds &ids, bool aliasesLoaded) {
   if (!aliasesLoaded && Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) {
     fputs("Failed to load config.\n", stderr);
     return -1;
@@ -473,7 +525,7 @@ int RunOnKernel(std::deque<BatchLine> &lines, bool aliasesLoaded) {
   KernelJournal journal;
   for (const BatchLine &line : lines) {
     journal.SetLine(line.number);
-    const LineEnd end = RunLine(line, journal, journal, nullptr);
+    const LineEnd end = RunLine(line, ids, journal, journal, nullptr);
     if (end.ok) continue;
     const bool changed = journal.Changed();
     PrintRestore(journal.Restore(), changed);
@@ -486,34 +538,20 @@ int RunOnKernel(std::deque<BatchLine> &lines, bool aliasesLoaded) {
 
 int Batch_Run(const Invocation &batch) {
   std::string text;
-  std::deque<BatchLine> lines;
+  std::vector<BatchLine> lines;
   if (!ReadBatchFile(batch.batchFile, text) || !ReadLines(batch.batchFile, text, lines)) {
     return BATCH_REFUSED;
   }
+  text = std::string(); /* the lines hold their words now */
   /* No command of the batch runs unless every one of them passes its checks. */
   const bool fileMode = batch.configFilePath != nullptr;
+  BatchIds ids;
   AliasLookup aliases;
-  for (BatchLine &line : lines) {
-    /* What the options print (range texts) is printed again when the line runs. */
-    Capture parsing;
-    std::optional<Refusal> refusal = ParseLine(line, fileMode);
-    parsing.End(&line.out, &line.err);
-    if (refusal) return PrintRefusal(line, *refusal);
-    ResolveSwitch(line, aliases); /* a failed load of the kernel's state prints its line once */
-    Capture checking;
-    refusal = CheckLine(line);
-    std::string out, err;
-    checking.End(&out, &err);
-    if (refusal) {
-      line.out += out;
-      line.err = err;
-      return PrintRefusal(line, *refusal);
-    }
-  }
-  if (fileMode) return RunOnFile(batch, lines);
+  if (std::optional<int> refused = CheckLines(lines, ids, fileMode, aliases)) return *refused;
+  if (fileMode) return RunOnFile(batch, lines, ids);
   if (batch.batchCheck) {
     printf("batch: %zu commands checked; nothing was run\n", lines.size());
     return 0;
   }
-  return RunOnKernel(lines, aliases.Loaded());
+  return RunOnKernel(lines, ids, aliases.Loaded());
 }
