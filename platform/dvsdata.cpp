@@ -44,7 +44,7 @@ uint32_t DVSData_Data(DVSDataNode *node, void **data) {
 }
 
 const char *DVSData_Name(DVSDataNode *node) {
-  return node->tree->arena.data() + node->nameOff;
+  return node->tree->NameText(*node);
 }
 
 int32_t DVSData_PropType(DVSDataNode *node) {

@@ -53,7 +53,7 @@ void ListForEach(DVSData *list, DVSState_PropVisitor visitor, void *context) {
   DVSData *walk = list;
   if (list->image) {
     walk = zor::TreeFromImage(list->image, list->imageLen);
-    if (!walk || !zor::TreeMaterialize(walk)) {
+    if (!walk || !zor::TreeMaterialize(walk, false)) {
       zor::TreeFree(walk);
       return;
     }

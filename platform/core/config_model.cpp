@@ -172,9 +172,12 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t>
  * one by one, every twentieth touches a fresh small page, and a page fault
  * costs some 12 us on the machines this runs on; carved out of huge-page
  * blocks they cost one fault per 2 MiB. Without the pool the listing of
- * 16 switches x 1024 ports takes 17 % longer (bench/techniques.sh). The first block is small,
- * so that a command that decodes a port or two does not fault in a huge
- * page for them. Freed objects are kept on a list for the next ones; the
+ * 16 switches x 1024 ports takes 17 % longer (bench/techniques.sh). Such a
+ * walk reserves a block for all its ports at once (Reserve). Ports found
+ * one at a time (a batch of edits touches one port per line) come from
+ * blocks that start at 16 objects and double: a huge page for the first
+ * few thousand would hold mostly nothing and count 2 MiB against the
+ * edit's memory. Freed objects are kept on a list for the next ones; the
  * blocks live as long as the process. Like the rest of the library, the
  * pool is used from one thread.
  */
@@ -186,25 +189,38 @@ class PortPool {
       free_ = s->next;
       return s;
     }
-    if (left_ == 0) {
-      const size_t count = next_ ? (2u << 20) / sizeof(PortObj) : 16;
-      next_ = static_cast<char *>(BigAlloc(count * sizeof(PortObj)));
-      if (!next_) throw std::bad_alloc();
-      left_ = count;
-    }
+    if (left_ == 0) NewBlock(blockCount_ ? std::min(2 * blockCount_, kLargest) : 16);
     left_--;
     next_ += sizeof(PortObj);
     return next_ - sizeof(PortObj);
   }
   void Give(void *p) { free_ = new (p) Slot{free_}; }
 
+  /* Makes room for n more objects in one block, so that a walk of n ports faults in few pages. */
+  void Reserve(size_t n) {
+    size_t have = left_;
+    for (Slot *s = free_; s && have < n; s = s->next) have++;
+    if (have < n) NewBlock(n - have);
+  }
+
  private:
+  static constexpr size_t kLargest = (2u << 20) / sizeof(PortObj);
   struct Slot {
     Slot *next;
   };
+  /* Starts a block of count objects; what was left of the last one is given to the free list. */
+  void NewBlock(size_t count) {
+    char *block = static_cast<char *>(BigAlloc(count * sizeof(PortObj)));
+    if (!block) throw std::bad_alloc();
+    for (; left_ > 0; left_--, next_ += sizeof(PortObj)) Give(next_);
+    next_ = block;
+    left_ = count;
+    blockCount_ = count;
+  }
   Slot *free_ = nullptr;
-  char *next_ = nullptr; /* the unused rest of the newest block */
-  size_t left_ = 0;      /* objects that still fit there */
+  char *next_ = nullptr;  /* the unused rest of the newest block */
+  size_t left_ = 0;       /* objects that still fit there */
+  size_t blockCount_ = 0; /* objects that the newest block holds */
 };
 
 PortPool &Pool() {
@@ -304,6 +320,7 @@ const std::vector<std::unique_ptr<PortObj>> &SwitchObj::Ports() {
     /* The section's ports in order; ports taken before keep a null place for now. */
     std::vector<std::unique_ptr<PortObj>> all;
     all.reserve(sectionCount_ + ports_.size());
+    Pool().Reserve(sectionCount_ - taken_.size());
     WireReader r(section_, sectionLen_);
     for (uint32_t i = 0; i < sectionCount_; i++) {
       const uint8_t *record = r.Position();

@@ -11,7 +11,10 @@
 #include <string.h>
 
 #include <algorithm>
+#include <deque>
 #include <new>
+#include <optional>
+#include <unordered_map>
 
 namespace zor {
 
@@ -29,15 +32,52 @@ void MaybeCompact(DVSData *tree) {
   std::string fresh;
   fresh.reserve(tree->arena.size() - tree->garbage);
   for (DVSDataNode &n : tree->nodes) {
-    uint32_t nameOff = static_cast<uint32_t>(fresh.size());
-    fresh.append(tree->arena.data() + n.nameOff, n.nameLen + 1);
+    if (!n.nameShared) {
+      uint32_t nameOff = static_cast<uint32_t>(fresh.size());
+      fresh.append(tree->arena.data() + n.nameOff, n.nameLen + 1);
+      n.nameOff = nameOff;
+    }
     uint32_t dataOff = static_cast<uint32_t>(fresh.size());
     fresh.append(tree->arena.data() + n.dataOff, n.dataLen);
-    n.nameOff = nameOff;
     n.dataOff = dataOff;
   }
   tree->arena.swap(fresh);
   tree->garbage = 0;
+}
+
+/*
+ * The names that decoded trees share. A configuration names the same few
+ * dozen keys on every port, and a command that changes thousands of ports
+ * (a batch) keeps each changed port's list decoded until its save: with
+ * each tree's names in its own arena, they are most of that memory. Names
+ * are added and never removed, so the table is bounded; once it is full,
+ * names go to the trees' arenas as before. Like the rest of the library,
+ * it is used from one thread.
+ */
+class NameTable {
+ public:
+  /* The id of name, added if there is room; nothing when the table is full. */
+  std::optional<uint32_t> Intern(std::string_view name) {
+    if (const auto it = index_.find(name); it != index_.end()) return it->second;
+    if (bytes_ + name.size() + 1 > kMaxBytes) return std::nullopt;
+    names_.emplace_back(name);
+    bytes_ += name.size() + 1;
+    const uint32_t id = static_cast<uint32_t>(names_.size() - 1);
+    index_.emplace(names_.back(), id);
+    return id;
+  }
+  const char *Name(uint32_t id) const { return names_[id].c_str(); }
+
+ private:
+  static constexpr size_t kMaxBytes = 256u << 10;
+  std::deque<std::string> names_; /* a deque keeps its elements in place */
+  std::unordered_map<std::string_view, uint32_t> index_;
+  size_t bytes_ = 0;
+};
+
+NameTable &Names() {
+  static NameTable table;
+  return table;
 }
 
 bool ArenaFits(const DVSData *tree, size_t more) {
@@ -64,14 +104,44 @@ EncodedNode ReadNode(WireReader &r) {
   return n;
 }
 
+/*
+ * Makes room for more bytes in the arena and more nodes, growing by an
+ * eighth instead of doubling: a batch that changes a value on each of
+ * thousands of ports keeps thousands of decoded lists until its save, and
+ * doubling each one would cost as much memory again as the lists hold.
+ * Growth stays geometric, so appending stays cheap. Throws std::bad_alloc
+ * as the containers do.
+ */
+void MakeRoom(DVSData *tree, size_t moreBytes, size_t moreNodes) {
+  std::string &arena = tree->arena;
+  if (arena.capacity() - arena.size() < moreBytes) {
+    std::string grown; /* a string's reserve doubles; a fresh one's is exact */
+    grown.reserve(arena.size() + moreBytes + arena.size() / 8);
+    grown.append(arena);
+    arena.swap(grown);
+  }
+  std::vector<DVSDataNode> &nodes = tree->nodes;
+  if (nodes.capacity() - nodes.size() < moreNodes) {
+    nodes.reserve(nodes.size() + moreNodes + nodes.size() / 8);
+  }
+}
+
 /* Appends a node for name and value at the end of the tree. */
-void AppendNode(DVSData *tree, std::string_view name, std::string_view value, int32_t flags) {
+void AppendNode(DVSData *tree, std::string_view name, std::string_view value, int32_t flags,
+                bool shareName) {
+  const std::optional<uint32_t> shared = shareName ? Names().Intern(name) : std::nullopt;
+  MakeRoom(tree, (shared ? 0 : name.size() + 1) + value.size(), 1);
   DVSDataNode node{};
   node.tree = tree;
-  node.nameOff = static_cast<uint32_t>(tree->arena.size());
   node.nameLen = static_cast<uint32_t>(name.size());
-  tree->arena.append(name.data(), name.size());
-  tree->arena.push_back('\0');
+  node.nameShared = shared.has_value();
+  if (shared) {
+    node.nameOff = *shared;
+  } else {
+    node.nameOff = static_cast<uint32_t>(tree->arena.size());
+    tree->arena.append(name.data(), name.size());
+    tree->arena.push_back('\0');
+  }
   node.dataOff = static_cast<uint32_t>(tree->arena.size());
   node.dataLen = static_cast<uint32_t>(value.size());
   tree->arena.append(value.data(), value.size());
@@ -115,17 +185,28 @@ DVSData *TreeFromImage(const uint8_t *list, uint32_t len) {
   return tree;
 }
 
-bool TreeMaterialize(DVSData *tree) {
+const char *SharedName(uint32_t id) {
+  return Names().Name(id);
+}
+
+bool TreeMaterialize(DVSData *tree, bool shareNames) {
   if (!tree->image) return true;
   WireReader r(tree->image, tree->imageLen);
   uint32_t count = r.U32();
   try {
     tree->nodes.reserve(count);
-    /* Names gain a NUL each; the counts and lengths are dropped. */
-    tree->arena.reserve(tree->imageLen - 4 - count * (kNodeOverhead - 1));
+    /* The arena holds the values and the names that are not shared, each name with a NUL. */
+    size_t bytes = 0;
+    WireReader sizes = r;
+    for (uint32_t i = 0; i < count; i++) {
+      EncodedNode e = ReadNode(sizes);
+      bytes += e.value.size();
+      if (!shareNames || !Names().Intern(e.name)) bytes += e.name.size() + 1;
+    }
+    tree->arena.reserve(bytes);
     for (uint32_t i = 0; i < count; i++) {
       EncodedNode e = ReadNode(r);
-      AppendNode(tree, e.name, e.value, e.flags);
+      AppendNode(tree, e.name, e.value, e.flags, shareNames);
     }
   } catch (const std::bad_alloc &) {
     tree->nodes.clear();
@@ -166,7 +247,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
     DVSDataNode *n = TreeFind(tree, name);
     if (!n) {
       if (!ArenaFits(tree, name.size() + 1 + len)) return ZOR_TOO_LARGE;
-      AppendNode(tree, name, value, flags);
+      AppendNode(tree, name, value, flags, true);
       return ZOR_OK;
     }
     n->flags = flags;
@@ -176,6 +257,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
     }
     if (!ArenaFits(tree, len)) return ZOR_TOO_LARGE;
     /* A value of another length goes to the end of the arena; the node keeps its place. */
+    MakeRoom(tree, len, 0);
     uint32_t off = static_cast<uint32_t>(tree->arena.size());
     tree->arena.append(value.data(), value.size());
     tree->garbage += n->dataLen;
@@ -193,7 +275,7 @@ ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name) {
   if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
   DVSDataNode *n = TreeFind(tree, name);
   if (!n) return ZOR_NOT_FOUND;
-  tree->garbage += n->nameLen + 1 + n->dataLen;
+  tree->garbage += (n->nameShared ? 0 : n->nameLen + 1) + n->dataLen;
   tree->nodes.erase(tree->nodes.begin() + (n - tree->nodes.data()));
   MaybeCompact(tree);
   return ZOR_OK;
@@ -225,7 +307,7 @@ void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
     if (skipVolatile && (n.flags & PROP_VOLATILE)) continue;
     w.U32(static_cast<uint32_t>(n.flags));
     w.U16(static_cast<uint16_t>(n.nameLen));
-    w.Bytes(tree->arena.data() + n.nameOff, n.nameLen);
+    w.Bytes(tree->NameText(n), n.nameLen);
     w.U32(n.dataLen);
     w.Bytes(tree->arena.data() + n.dataOff, n.dataLen);
   }

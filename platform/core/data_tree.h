@@ -34,13 +34,19 @@
 /* Largest property value accepted, in bytes. */
 #define DVS_PROP_VALUE_MAX (16u << 20)
 
+namespace zor {
+/* A name of the shared name table (see data_tree.cpp), NUL-terminated. */
+const char *SharedName(uint32_t id);
+}  // namespace zor
+
 struct DVSDataNode {
   DVSData *tree;
-  uint32_t nameOff; /* name in the arena, NUL-terminated */
+  uint32_t nameOff; /* name in the arena, NUL-terminated; or its id in the shared table */
   uint32_t nameLen; /* NUL excluded */
   uint32_t dataOff;
   uint32_t dataLen;
   int32_t flags;
+  bool nameShared; /* nameOff is an id of the shared name table */
 };
 
 struct DVSData {
@@ -53,8 +59,12 @@ struct DVSData {
   std::string arena;
   size_t garbage = 0; /* arena bytes no node refers to any more */
 
+  /* The node's name, NUL-terminated. */
+  const char *NameText(const DVSDataNode &n) const {
+    return n.nameShared ? zor::SharedName(n.nameOff) : arena.data() + n.nameOff;
+  }
   std::string_view Name(const DVSDataNode &n) const {
-    return std::string_view(arena.data() + n.nameOff, n.nameLen);
+    return std::string_view(NameText(n), n.nameLen);
   }
   const char *Value(const DVSDataNode &n) const { return arena.data() + n.dataOff; }
 };
@@ -75,8 +85,14 @@ void TreeFree(DVSData *tree);
  * validated and keeps alive; null when memory runs out.
  */
 DVSData *TreeFromImage(const uint8_t *list, uint32_t len);
-/* Decodes an image-backed tree into nodes; false when memory runs out (the tree is unchanged). */
-bool TreeMaterialize(DVSData *tree);
+/*
+ * Decodes an image-backed tree into nodes; false when memory runs out (the
+ * tree is unchanged). With shareNames, names come from the shared name
+ * table where it has room, instead of each tree's arena: the right choice
+ * for a tree that lives on; a scratch copy for one walk should not pay for
+ * the lookups.
+ */
+bool TreeMaterialize(DVSData *tree, bool shareNames = true);
 /*
  * Validates the encoded list at the reader's position and moves past it,
  * returning where it lies. Returns ZOR_TRUNCATED when the list ends early,

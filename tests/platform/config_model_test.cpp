@@ -98,6 +98,36 @@ TEST(DataTree, ArenaStaysBoundedUnderRepeatedReplacement) {
   zor::TreeFree(tree);
 }
 
+// Long names fill the table that decoded trees share names from; the rest
+// stay in the tree. Removals compact the arena; every name and value
+// survives a round trip.
+TEST(DataTree, NamesBeyondTheSharedTableSurviveCompactionAndRoundTrip) {
+  DVSData *tree = zor::TreeNew();
+  std::vector<std::string> kept;
+  for (int i = 0; i < 400; i++) {
+    const std::string name = std::to_string(i) + std::string(1000, 'n');
+    const std::string value = "v" + std::to_string(i);
+    ASSERT_EQ(zor::TreeSet(tree, name, value.data(), static_cast<uint32_t>(value.size()), 0),
+              ZOR_OK);
+    if (i % 4 == 3) kept.push_back(name);
+  }
+  for (int i = 0; i < 400; i++) {
+    if (i % 4 == 3) continue;
+    ASSERT_EQ(zor::TreeRemove(tree, std::to_string(i) + std::string(1000, 'n')), ZOR_OK);
+  }
+  EXPECT_LT(tree->arena.size(), 100u * 1001); /* compacted */
+  void *blob = nullptr;
+  uint32_t len = 0;
+  ASSERT_EQ(DVSData_Serialize(tree, &blob, &len, 4), ZOR_OK);
+  DVSData *back = nullptr;
+  ASSERT_EQ(DVSData_Deserialize(&back, blob, len, malloc, free), ZOR_OK);
+  EXPECT_EQ(Names(back), kept);
+  EXPECT_EQ(Value(back, kept.back().c_str()), "v399");
+  DVSData_Free(back);
+  free(blob);
+  zor::TreeFree(tree);
+}
+
 TEST(DataTree, SerialiseRoundTripAndDamage) {
   DVSData *tree = zor::TreeNew();
   uint32_t arr[4] = {2, 3, 4, 5};

@@ -133,14 +133,14 @@ const char *SplitWords(std::string_view line, std::vector<std::string> &words) {
 
 /*
  * One command of the batch, kept small (a batch may hold tens of
- * thousands): where it stands, its words ("brakk" first), each ended by a
- * NUL, and the switch ID that its switch name resolved to. Its options are
- * read again when it runs.
+ * thousands): where it stands, where its words are in the batch's words,
+ * and the switch ID that its switch name resolved to. Its options are read
+ * again when it runs.
  */
 struct BatchLine {
   unsigned number = 0;
-  std::string words;
   int switchId = -1; /* index in BatchIds, or -1: the line names no switch */
+  uint32_t wordsAt = 0, wordsLen = 0;
 };
 
 /* The switch IDs that the lines resolved to, each kept once. */
@@ -154,11 +154,23 @@ struct BatchIds {
   }
 };
 
+/*
+ * The batch's commands: the words of every line ("brakk" first, each
+ * ended by a NUL) one after the other in one string, the lines, and the
+ * switch IDs they name.
+ */
+struct Batch {
+  std::string words;
+  std::vector<BatchLine> lines;
+  BatchIds ids;
+};
+
 /* A line's words as an argument vector for getopt, which reorders its pointers. */
 struct LineArgs {
   std::string words; /* a copy: the options point into it while the line is checked or run */
   std::vector<char *> argv;
-  explicit LineArgs(const BatchLine &line) : words(line.words) {
+  LineArgs(const Batch &batch, const BatchLine &line)
+      : words(batch.words, line.wordsAt, line.wordsLen) {
     for (size_t at = 0; at < words.size(); at += strlen(words.data() + at) + 1) {
       argv.push_back(words.data() + at);
     }
@@ -173,7 +185,7 @@ struct LineArgs {
  * too long, holds a NUL byte or cannot be split, when the file holds too
  * many lines, or no command at all.
  */
-bool ReadLines(const char *path, const std::string &text, std::vector<BatchLine> &lines) {
+bool ReadLines(const char *path, const std::string &text, Batch &batch) {
   size_t start = 0;
   unsigned number = 0;
   std::vector<std::string> words;
@@ -202,11 +214,13 @@ bool ReadLines(const char *path, const std::string &text, std::vector<BatchLine>
       return false;
     }
     if (words.size() == 1) continue;
-    BatchLine &command = lines.emplace_back();
+    BatchLine &command = batch.lines.emplace_back();
     command.number = number;
-    for (const std::string &word : words) command.words.append(word.c_str(), word.size() + 1);
+    command.wordsAt = static_cast<uint32_t>(batch.words.size());
+    for (const std::string &word : words) batch.words.append(word.c_str(), word.size() + 1);
+    command.wordsLen = static_cast<uint32_t>(batch.words.size() - command.wordsAt);
   }
-  if (lines.empty()) {
+  if (batch.lines.empty()) {
     fprintf(stderr, "batch file %s holds no command\n", path);
     return false;
   }
@@ -382,12 +396,11 @@ int PrintRefusal(unsigned number, const Refusal &refusal, const std::string &out
  * the switch each names. Returns the status to end the batch with after
  * a refused line (which it prints), or nothing when every line passes.
  */
-std::optional<int> CheckLines(std::vector<BatchLine> &lines, BatchIds &ids, bool fileMode,
-                              AliasLookup &aliases) {
+std::optional<int> CheckLines(Batch &batch, bool fileMode, AliasLookup &aliases) {
   Capture capture;
   std::string out, err;
-  for (BatchLine &line : lines) {
-    LineArgs args(line);
+  for (BatchLine &line : batch.lines) {
+    LineArgs args(batch, line);
     Invocation inv;
     capture.Begin();
     std::optional<Refusal> refusal = ParseLine(args, inv, fileMode);
@@ -395,7 +408,7 @@ std::optional<int> CheckLines(std::vector<BatchLine> &lines, BatchIds &ids, bool
     if (refusal) return PrintRefusal(line.number, *refusal, out, err);
     /* A failed load of the kernel's state for the aliases prints its line, once. */
     const std::optional<std::string> id = ResolveSwitch(inv, aliases);
-    if (id) line.switchId = ids.Add(*id);
+    if (id) line.switchId = batch.ids.Add(*id);
     std::string parseOut = std::move(out);
     capture.Begin();
     refusal = CheckLine(inv, id ? id->c_str() : nullptr);
@@ -421,12 +434,12 @@ struct LineEnd {
  * read again (printing what they print, such as range texts). Prints the
  * line's failure with its number.
  */
-LineEnd RunLine(const BatchLine &line, const BatchIds &ids, const StateOps &state,
+LineEnd RunLine(const Batch &batch, const BatchLine &line, const StateOps &state,
                 const StateOps &kernel, EventQueue *events) {
-  LineArgs args(line);
+  LineArgs args(batch, line);
   Invocation inv;
   Cli_ParseOptions(args.Count(), args.argv.data(), inv); /* it passed before */
-  const char *sw = line.switchId >= 0 ? ids.texts[line.switchId].c_str() : nullptr;
+  const char *sw = line.switchId >= 0 ? batch.ids.texts[line.switchId].c_str() : nullptr;
   const CommandRow &row = Cli_CommandRow(inv.command);
   CommandContext ctx{sw, SWITCH_CLASS_NONE, nullptr, 0, inv, state, kernel, events};
 
@@ -476,24 +489,24 @@ LineEnd RunLine(const BatchLine &line, const BatchIds &ids, const StateOps &stat
 }
 
 /* File mode: one load, every command on it, one save; events after the save. */
-int RunOnFile(const Invocation &batch, const std::vector<BatchLine> &lines, const BatchIds &ids) {
+int RunOnFile(const Invocation &inv, const Batch &batch) {
   DVSState_ConfigReset(); /* the aliases' kernel state, if any */
-  if (Config_Load(LOAD_FILE, batch.configFilePath) != ZOR_OK) {
+  if (Config_Load(LOAD_FILE, inv.configFilePath) != ZOR_OK) {
     fputs("Failed to load config.\n", stderr);
     return -1;
   }
   const KernelReader kernel;
   EventQueue events;
-  for (const BatchLine &line : lines) {
-    const LineEnd end = RunLine(line, ids, CONFIG_STATE_OPS, kernel, &events);
+  for (const BatchLine &line : batch.lines) {
+    const LineEnd end = RunLine(batch, line, CONFIG_STATE_OPS, kernel, &events);
     if (!end.ok) return end.status; /* nothing is saved: the file stays as it was */
   }
-  if (batch.batchCheck) {
+  if (inv.batchCheck) {
     printf("batch: %zu commands ran on the loaded configuration; nothing was saved\n",
-           lines.size());
+           batch.lines.size());
     return 0;
   }
-  const int32_t saved = Config_Save(false, batch.configFilePath);
+  const int32_t saved = Config_Save(false, inv.configFilePath);
   if (saved != 0) return saved;
   Event_Flush(events);
   return 0;
@@ -517,15 +530,15 @@ void PrintRestore(const std::vector<RestoreProblem> &problems, bool changed) {
 }
 
 /* Kernel mode: every command through the journal; a failure takes the changes back. */
-int RunOnKernel(const std::vector<BatchLine> &lines, const BatchIds &ids, bool aliasesLoaded) {
+int RunOnKernel(const Batch &batch, bool aliasesLoaded) {
   if (!aliasesLoaded && Config_Load(LOAD_KERNEL_STATE, nullptr) != ZOR_OK) {
     fputs("Failed to load config.\n", stderr);
     return -1;
   }
   KernelJournal journal;
-  for (const BatchLine &line : lines) {
+  for (const BatchLine &line : batch.lines) {
     journal.SetLine(line.number);
-    const LineEnd end = RunLine(line, ids, journal, journal, nullptr);
+    const LineEnd end = RunLine(batch, line, journal, journal, nullptr);
     if (end.ok) continue;
     const bool changed = journal.Changed();
     PrintRestore(journal.Restore(), changed);
@@ -536,22 +549,22 @@ int RunOnKernel(const std::vector<BatchLine> &lines, const BatchIds &ids, bool a
 
 }  // namespace
 
-int Batch_Run(const Invocation &batch) {
-  std::string text;
-  std::vector<BatchLine> lines;
-  if (!ReadBatchFile(batch.batchFile, text) || !ReadLines(batch.batchFile, text, lines)) {
-    return BATCH_REFUSED;
+int Batch_Run(const Invocation &inv) {
+  Batch batch;
+  {
+    std::string text; /* released once the lines hold their words */
+    if (!ReadBatchFile(inv.batchFile, text) || !ReadLines(inv.batchFile, text, batch)) {
+      return BATCH_REFUSED;
+    }
   }
-  text = std::string(); /* the lines hold their words now */
   /* No command of the batch runs unless every one of them passes its checks. */
-  const bool fileMode = batch.configFilePath != nullptr;
-  BatchIds ids;
+  const bool fileMode = inv.configFilePath != nullptr;
   AliasLookup aliases;
-  if (std::optional<int> refused = CheckLines(lines, ids, fileMode, aliases)) return *refused;
-  if (fileMode) return RunOnFile(batch, lines, ids);
-  if (batch.batchCheck) {
-    printf("batch: %zu commands checked; nothing was run\n", lines.size());
+  if (std::optional<int> refused = CheckLines(batch, fileMode, aliases)) return *refused;
+  if (fileMode) return RunOnFile(inv, batch);
+  if (inv.batchCheck) {
+    printf("batch: %zu commands checked; nothing was run\n", batch.lines.size());
     return 0;
   }
-  return RunOnKernel(lines, ids, aliases.Loaded());
+  return RunOnKernel(batch, aliases.Loaded());
 }
