@@ -2,8 +2,9 @@
 # Builds brakk and zorcored and shows the tool's main job as a user sees it,
 # errors included: zorcored stands in for the host's switch module on a
 # private socket; a configuration file is initialised, given switches, ports
-# and properties, edited and listed (file mode); then the kernel's state is
-# edited directly and copied to the configuration store (kernel mode).
+# and properties, edited and listed (file mode), also many commands at once
+# as one transaction (--batch); then the kernel's state is edited directly
+# and copied to the configuration store (kernel mode).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
@@ -62,6 +63,28 @@ run brakk -f ./dvs.db --setVersion 3 dvs1
 run brakk -f ./dvs.db -D -p 7 dvs0
 run brakk -f ./dvs.db -d dvs1
 run brakk -f ./dvs.db -l
+
+echo
+echo "== a batch: many commands in one transaction (one load, one save)"
+cat >ports.batch <<'BATCH'
+# two new ports with a VLAN each, a speed and a note (quotes keep a word whole)
+-A -p 20 dvs0
+-v 300 -p 20 dvs0
+-s com.corvane.common.port.speed=25000 -p 20 dvs0
+-A -p 21 dvs0
+-v 400 -p 21 dvs0
+-s "note=rack 4, row 2" -p 21 dvs0
+BATCH
+run cat ports.batch
+run brakk -f ./dvs.db --batch ports.batch
+run brakk -f ./dvs.db -l dvs0
+echo
+echo "-- a batch that fails half-way changes nothing: line 2 names a port that does not exist"
+printf '%s\n' '-A -p 22 dvs0' '-v 500 -p 23 dvs0' '-A -p 24 dvs0' >broken.batch
+run cat broken.batch
+run sha256sum dvs.db
+run brakk -f ./dvs.db --batch broken.batch
+run sha256sum dvs.db
 
 echo
 echo "== kernel mode: every command acts on the switch module at once"
