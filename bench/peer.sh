@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# peer.sh - side by side, in one run: one property edit, one port add and one
-# listing with brakk on a switch of 4,096 ports (file mode), against the peer:
-# ovs-vsctl --no-wait on a standalone ovsdb-server (no ovs-vswitchd, no kernel
-# module, Unix socket only) with 4,000 ports. Prints the medians and the ratios.
+# peer.sh - side by side, in one run: one property edit, one port add, one
+# listing and a VLAN on each of 4,096 ports in one transaction with brakk on a
+# switch of 4,096 ports (file mode; the transaction is one --batch), against
+# the peer: ovs-vsctl --no-wait on a standalone ovsdb-server (no ovs-vswitchd,
+# no kernel module, Unix socket only) with 4,096 ports (the transaction is one
+# invocation of 4,096 "set Port" commands). Prints the medians and the ratios.
 #
 # Needs Debian's openvswitch-switch, hyperfine (installed when missing; the
 # package's services are kept from starting). Tunables (environment):
@@ -37,7 +39,7 @@ rm -rf "$DIR"; mkdir -p "$DIR"
 trap stop_server EXIT
 export ZORCORE_SOCKET=$DIR/none.sock
 
-# The peer: 4,000 ports on br0.
+# The peer: 4,096 ports on br0.
 ovsdb-tool create "$DIR/conf.db" /usr/share/openvswitch/vswitch.ovsschema
 ovsdb-server "$DIR/conf.db" --remote="punix:$DIR/db.sock" --pidfile="$DIR/ovsdb.pid" \
   --unixctl="$DIR/ctl" --detach --log-file="$DIR/log"
@@ -45,9 +47,9 @@ for _ in $(seq 1 50); do [ -S "$DIR/db.sock" ] && break; sleep 0.1; done
 VS="ovs-vsctl --no-wait --db=unix:$DIR/db.sock"
 $VS init
 $VS add-br br0
-for start in $(seq 0 250 3750); do
+for start in $(seq 0 256 3840); do
   cmd=()
-  for i in $(seq "$start" $((start + 249))); do
+  for i in $(seq "$start" $((start + 255))); do
     cmd+=(-- add-port br0 "p$i" -- set Interface "p$i" type=internal)
   done
   $VS "${cmd[@]}"
@@ -58,6 +60,16 @@ F=$DIR/dvs.db
 build-bench/bench/mkconfig "$F" 1 4096 8 >/dev/null
 SW="64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00" # derived from dvs0
 "$BRAKK" -f "$F" -n -A -p bench "$SW"
+cp "$F" "$DIR/pristine.db"
+
+# The transaction: a VLAN tag on every port, as one batch and as one peer invocation.
+peer_tags=() peer_clear=()
+for i in $(seq 0 4095); do
+  v=$((i % 4094 + 1))
+  echo "-v $v -p $i -n \"$SW\"" >>"$DIR/vlan.batch"
+  peer_tags+=(-- set Port "p$i" "tag=$v")
+  peer_clear+=(-- clear Port "p$i" tag)
+done
 
 . bench/common.sh
 
@@ -69,11 +81,14 @@ b_set=$(hf brakk_set "" "$BRAKK" -f "$F" -n -s com.corvane.common.port.speed=900
 b_add=$(hf brakk_add "$(printf '%q ' "$BRAKK" -f "$F" -n -D -p bench "$SW")" \
   "$BRAKK" -f "$F" -n -A -p bench "$SW")
 b_list=$(hf brakk_list "" "$BRAKK" -f "$F" -l)
+p_batch=$(hf peer_batch "$VS$(printf ' %q' "${peer_clear[@]}")" $VS "${peer_tags[@]}")
+b_batch=$(hf brakk_batch "cp $DIR/pristine.db $F" "$BRAKK" -f "$F" --batch "$DIR/vlan.batch")
 
 printf '%-8s %12s %12s %8s\n' command "brakk ms" "peer ms" "peer/brakk"
-for row in "edit $b_set $p_set" "add $b_add $p_add" "list $b_list $p_list"; do
+for row in "edit $b_set $p_set" "add $b_add $p_add" "list $b_list $p_list" \
+  "vlan*4096 $b_batch $p_batch"; do
   set -- $row
   printf '%-8s %12s %12s %8.1fx\n' "$1" "$2" "$3" "$(awk -v a="$3" -v b="$2" 'BEGIN{print a/b}')"
 done
 echo "brakk: file mode, 1 switch x 4096 ports x 8 properties ($(stat -c %s "$F") bytes)"
-echo "peer:  $(ovs-vsctl --version | head -1), ovsdb-server with 4000 ports, --no-wait"
+echo "peer:  $(ovs-vsctl --version | head -1), ovsdb-server with 4096 ports, --no-wait"
