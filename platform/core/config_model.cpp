@@ -173,7 +173,7 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t>
  * costs some 12 us on the machines this runs on; carved out of huge-page
  * blocks they cost one fault per 2 MiB. Without the pool the listing of
  * 16 switches x 1024 ports takes 17 % longer (bench/techniques.sh). Such a
- * walk reserves a block for all its ports at once (Reserve). Ports found
+ * walk reserves room for all its ports at once (Reserve). Ports found
  * one at a time (a batch of edits touches one port per line) come from
  * blocks that start at 16 objects and double: a huge page for the first
  * few thousand would hold mostly nothing and count 2 MiB against the
@@ -196,11 +196,15 @@ class PortPool {
   }
   void Give(void *p) { free_ = new (p) Slot{free_}; }
 
-  /* Makes room for n more objects in one block, so that a walk of n ports faults in few pages. */
+  /*
+   * Makes room for n more objects, for a walk of n ports: in a huge-page
+   * block of at least 2 MiB, which the next walks go on to fill (a listing
+   * walks switch after switch).
+   */
   void Reserve(size_t n) {
     size_t have = left_;
     for (Slot *s = free_; s && have < n; s = s->next) have++;
-    if (have < n) NewBlock(n - have);
+    if (have < n) NewBlock(std::max(n - have, kLargest));
   }
 
  private:
