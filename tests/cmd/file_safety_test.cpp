@@ -34,7 +34,7 @@ extern char **environ;
 
 namespace {
 
-using transcript::NO_KERNEL_LOAD;
+using transcript::NK;
 
 class FileSafety : public transcript::TranscriptTest {
  protected:
@@ -68,9 +68,7 @@ class FileSafety : public transcript::TranscriptTest {
 TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
   const int kWriters = 6;
   const int kEdits = 15;
-  MustSucceed("-f $F -i");
-  MustSucceed("-f $F -a dvs0");
-  for (int w = 0; w < kWriters; w++) MustSucceed("-f $F -A -p w" + std::to_string(w) + " dvs0");
+  MakeFileSwitch(transcript::Numbered("w", kWriters));
 
   std::vector<std::thread> writers;
   std::vector<std::string> failures(kWriters);
@@ -103,9 +101,8 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
 // A writer killed at a random moment of its load-edit-save cycle leaves the
 // previous or the new file, and the file always loads.
 TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
-  MustSucceed("-f $F -i");
   // 1500 ports with a 1 KiB property each: saves take long enough to be hit.
-  MustSucceed("-f $F -a -C -P 1500 dvs0");
+  MakeFileSwitch({}, "-C -P 1500 dvs0");
   MustSucceed("-f $F -s round=start -p 7 dvs0");
   const std::string before = ReadFile("dvs.db");
 
@@ -164,11 +161,8 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
 // Damaged files are refused with the reason, the command fails and the file
 // is left exactly as it was.
 TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
-  MustSucceed("-f $F -i");
-  MustSucceed("-f $F -a dvs0");
-  MustSucceed("-f $F -A -p 7 dvs0");
+  MakeFileSwitch({"7"});
   const std::string good = ReadFile("dvs.db");
-  const std::string nk = NO_KERNEL_LOAD;
 
   struct Damage {
     const char *what;
@@ -193,8 +187,8 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
         std::string("DVSState_ConfigDeserialize failed: ") + d.reason + "\n";
     Check({
         {"-f $F -l", 1, "", refused},
-        {"-f $F -s k=v -p 7 dvs0", 255, "", nk + refused + "Failed to load config.\n"},
-        {"-f $F -A -p 8 dvs0", 255, "", nk + refused + "Failed to load config.\n"},
+        {"-f $F -s k=v -p 7 dvs0", 255, "", NK + refused + "Failed to load config.\n"},
+        {"-f $F -A -p 8 dvs0", 255, "", NK + refused + "Failed to load config.\n"},
     });
     EXPECT_EQ(ReadFile("dvs.db"), d.bytes) << d.what;
   }
@@ -203,7 +197,7 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
   Check({
       {"-f $F -l", 1, "", "failed to get config data: Not found\n"},
       {"-f $F -s k=v -p 7 dvs0", 255, "",
-       nk + "failed to get config data: Not found\nFailed to load config.\n"},
+       NK + "failed to get config data: Not found\nFailed to load config.\n"},
   });
   EXPECT_EQ(Entries(), std::set<std::string>{});
 }
@@ -227,8 +221,7 @@ TEST_F(FileSafety, HostilePathsAreRefusedAtOnce) {
       {"-f fifo.db -l", 1, "", refused},
       {"-f dir.db -l", 1, "", refused},
       {"-f /dev/zero -l", 1, "", refused},
-      {"-f fifo.db -s k=v -p 7 dvs0", 255, "",
-       std::string(NO_KERNEL_LOAD) + refused + "Failed to load config.\n"},
+      {"-f fifo.db -s k=v -p 7 dvs0", 255, "", NK + refused + "Failed to load config.\n"},
       {"-f big.db -l", 1, "", "failed to get config data: Too large\n"},
   });
   EXPECT_EQ(Entries(), (std::set<std::string>{"big.db", "dir.db", "dvs.db", "fifo.db"}));
@@ -237,9 +230,7 @@ TEST_F(FileSafety, HostilePathsAreRefusedAtOnce) {
 // A lock that another process keeps is waited for a bounded time; then the
 // command fails with its own status and the file is left alone.
 TEST_F(FileSafety, ALockHeldElsewhereEndsTheWait) {
-  MustSucceed("-f $F -i");
-  MustSucceed("-f $F -a dvs0");
-  MustSucceed("-f $F -A -p 7 dvs0");
+  MakeFileSwitch({"7"});
   const std::string before = ReadFile("dvs.db");
   // A shared lock through a read-only descriptor: all a mere reader can take.
   const int reader = open(PathOf("dvs.db").c_str(), O_RDONLY | O_CLOEXEC);
@@ -248,8 +239,7 @@ TEST_F(FileSafety, ALockHeldElsewhereEndsTheWait) {
   const auto start = std::chrono::steady_clock::now();
   const std::string locked =
       "failed to get config data: Configuration is locked by another process\n";
-  Check({{"-f $F -s k=v -p 7 dvs0", 255, "",
-          std::string(NO_KERNEL_LOAD) + locked + "Failed to load config.\n"}});
+  Check({{"-f $F -s k=v -p 7 dvs0", 255, "", NK + locked + "Failed to load config.\n"}});
   // The command waited before giving up (a lower bound only: the machine may be slow).
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
   EXPECT_EQ(ReadFile("dvs.db"), before);

@@ -15,7 +15,7 @@
 
 namespace {
 
-using transcript::NO_KERNEL_LOAD;
+using transcript::NK;
 
 /* The usage text, exactly as brakk must print it. */
 const std::string USAGE = R"USAGE(Warning: This is an unsupported command. Use at your own risk.
@@ -163,7 +163,6 @@ brakk -E [other params]                     Use configstore as config source/des
 class FrontEnd : public transcript::TranscriptTest {
  protected:
   const std::string U = USAGE;
-  const std::string NK = NO_KERNEL_LOAD;
   const std::string NO_POST = "failed to post dvs event: No kernel switch module on this host\n";
   const std::string NO_SWITCH = "switch name not specified.\n";
   const std::string NO_PORT = "port name not specified.\n";
