@@ -18,9 +18,7 @@ using namespace transcript::lines;
 
 class FileMode : public TranscriptTest {
  protected:
-  std::string Failed(const char *status) {
-    return NK + "Operation failed: status = " + status + "\n";
-  }
+  std::string Failed(const char *status) { return NK + OP_FAILED + status + "\n"; }
 };
 
 TEST_F(FileMode, WhatAUserCanDo) {

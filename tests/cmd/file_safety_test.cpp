@@ -34,13 +34,13 @@ extern char **environ;
 
 namespace {
 
-using transcript::NK;
+using namespace transcript;
 
-class FileSafety : public transcript::TranscriptTest {
+class FileSafety : public TranscriptTest {
  protected:
   /* Runs brakk and expects it to succeed silently but for the alias lookup line. */
   void MustSucceed(const std::string &command) const {
-    transcript::RunResult r = Brakk(command);
+    RunResult r = Brakk(command);
     ASSERT_EQ(r.exitStatus, 0) << command << "\n" << r.err;
   }
 
@@ -68,7 +68,7 @@ class FileSafety : public transcript::TranscriptTest {
 TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
   const int kWriters = 6;
   const int kEdits = 15;
-  MakeFileSwitch(transcript::Numbered("w", kWriters));
+  MakeFileSwitch(Numbered("w", kWriters));
 
   std::vector<std::thread> writers;
   std::vector<std::string> failures(kWriters);
@@ -77,7 +77,7 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
       for (int e = 0; e < kEdits; e++) {
         std::string cmd = "-f $F -s key" + std::to_string(e) + "=v" + std::to_string(w) + "_" +
                           std::to_string(e) + " -p w" + std::to_string(w) + " dvs0";
-        transcript::RunResult r = Brakk(cmd);
+        RunResult r = Brakk(cmd);
         if (r.exitStatus != 0) failures[w] += cmd + ": " + r.err;
       }
     });
@@ -85,7 +85,7 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
   for (std::thread &t : writers) t.join();
   for (const std::string &f : failures) EXPECT_EQ(f, "");
 
-  transcript::RunResult list = Brakk("-f $F -l");
+  RunResult list = Brakk("-f $F -l");
   ASSERT_EQ(list.exitStatus, 0) << list.err;
   for (int w = 0; w < kWriters; w++) {
     for (int e = 0; e < kEdits; e++) {
@@ -142,7 +142,7 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
     waitpid(pid, &status, 0);
     killed += WIFSIGNALED(status);
 
-    transcript::RunResult list = Brakk("-f $F -l dvs0");
+    RunResult list = Brakk("-f $F -l dvs0");
     ASSERT_EQ(list.exitStatus, 0) << "round " << i << ": " << list.err;
     ASSERT_NE(list.out.find("\tport 1499:\n"), std::string::npos) << "round " << i;
   }
@@ -152,9 +152,9 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
   // save removes what the killed ones left.
   MustSucceed("-f $F -s round=start -p 7 dvs0");
   EXPECT_EQ(Entries(), std::set<std::string>{"dvs.db"});
-  transcript::RunResult a = Brakk("-f $F -l");
+  RunResult a = Brakk("-f $F -l");
   WriteFile("before.db", before);
-  transcript::RunResult b = Brakk("-f before.db -l");
+  RunResult b = Brakk("-f before.db -l");
   EXPECT_EQ(a.out, b.out);
 }
 
@@ -272,7 +272,7 @@ TEST_F(FileSafety, EditsKeepLinksOwnersAndModes) {
     EXPECT_EQ(st.st_uid, 4321u);
     EXPECT_EQ(st.st_gid, 8765u);
   }
-  transcript::RunResult list = Brakk("-f real/dvs.db -l dvs0");
+  RunResult list = Brakk("-f real/dvs.db -l dvs0");
   EXPECT_NE(list.out.find("\t\tk = v , \tpropType = CONFIG \n"), std::string::npos) << list.out;
   EXPECT_EQ(Entries(), (std::set<std::string>{"link.db", "real"}));
 }
