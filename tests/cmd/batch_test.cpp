@@ -23,34 +23,30 @@
 
 namespace {
 
-using transcript::Background;
-using transcript::DVS0_ID;
-using transcript::NO_KERNEL_LOAD;
-using transcript::ReadFile;
+using namespace transcript;
 using namespace transcript::lines;
 
-const std::string NK = NO_KERNEL_LOAD;
-const std::string OP_FAILED = "Operation failed: status = ";
 const std::string USAGE_START = "Warning: This is an unsupported command.";
 
-class FileBatch : public transcript::TranscriptTest {
+/* Batch files b1, b2, ... in the test's directory. */
+template <typename Fixture>
+class Batches : public Fixture {
  protected:
-  /* A file with dvs0 and its port 5. */
-  void SetUp() override {
-    TranscriptTest::SetUp();
-    Check({
-        {"-f $F -i", 0, "", ""},
-        {"-f $F -a dvs0", 0, "", NK},
-        {"-f $F -A -p 5 dvs0", 0, "", NK},
-    });
-  }
-  /* Writes a batch file of text and returns the command line that runs it. */
+  /* Writes the next batch file of text and returns the options that run it. */
   std::string Batch(const std::string &text) {
     const std::string name = "b" + std::to_string(++batches_);
-    std::ofstream(PathOf(name), std::ios::binary) << text;
-    return "-f $F --batch " + name;
+    std::ofstream(this->PathOf(name), std::ios::binary) << text;
+    return "--batch " + name;
   }
+
+ private:
   int batches_ = 0;
+};
+
+/* Batches on a file with dvs0 and its port 5. */
+class FileBatch : public Batches<FileSwitchTest<5>> {
+ protected:
+  std::string Batch(const std::string &text) { return "-f $F " + Batches::Batch(text); }
 };
 
 TEST_F(FileBatch, AppliesItsLinesInOrderAndSavesOnce) {
@@ -64,8 +60,8 @@ TEST_F(FileBatch, AppliesItsLinesInOrderAndSavesOnce) {
       "-v '100;t;1-2' -p 6 dvs0\n"
       "-A -p 7 dvs0\n");
   const std::string port6 =
-      NewPort("6").substr(0, NewPort("6").rfind("\t\t" + VSWITCH_VLAN)) +
-      Decoded(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 1-2\n") +
+      NewPortWithVlan("6", VSWITCH_VLAN,
+                      Decoded(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 1-2\n")) +
       Text("q", "say \"hi\" \\o/") + Text("back slash", "x;y|z");
   Check({
       {batch, 0, "", NK},
@@ -115,7 +111,7 @@ TEST_F(FileBatch, LinesAreCheckedBeforeAnythingRuns) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.text);
-    const transcript::RunResult r = Brakk(Batch(c.text));
+    const RunResult r = Brakk(Batch(c.text));
     EXPECT_EQ(r.exitStatus, c.status);
     EXPECT_EQ(r.err, c.err);
     if (c.usage) {
@@ -185,9 +181,9 @@ TEST_F(FileBatch, AKilledBatchLeavesTheOldOrTheNewFile) {
     std::ofstream(PathOf("b" + std::to_string(i)))
         << "-s round=" << value << " -p 7 dvs1\n-s round=" << value << " -p 1499 dvs1\n";
     const int devNull = open("/dev/null", O_WRONLY);
-    const pid_t pid = transcript::Spawn(
-        BRAKK_BIN, {"brakk", "-f", "./dvs.db", "--batch", "b" + std::to_string(i)},
-        {"ZORCORE_SOCKET=" + PathOf("none.sock")}, Dir(), devNull, devNull);
+    const pid_t pid =
+        Spawn(BRAKK_BIN, {"brakk", "-f", "./dvs.db", "--batch", "b" + std::to_string(i)},
+              {"ZORCORE_SOCKET=" + PathOf("none.sock")}, Dir(), devNull, devNull);
     close(devNull);
     ASSERT_GT(pid, 0);
     const long d = runUs * (i % 10) / 10;
@@ -198,7 +194,7 @@ TEST_F(FileBatch, AKilledBatchLeavesTheOldOrTheNewFile) {
     waitpid(pid, &status, 0);
     killed += WIFSIGNALED(status);
 
-    const transcript::RunResult list = Brakk("-f $F -l dvs1");
+    const RunResult list = Brakk("-f $F -l dvs1");
     ASSERT_EQ(list.exitStatus, 0) << list.err;
     const size_t port7 = list.out.find("\tport 7:\n");
     const size_t port8 = list.out.find("\tport 8:\n");
@@ -213,25 +209,13 @@ TEST_F(FileBatch, AKilledBatchLeavesTheOldOrTheNewFile) {
   EXPECT_GT(killed, 3); /* some rounds were really cut short */
 }
 
-class KernelBatch : public transcript::KernelTest {
+/* Batches on a daemon with dvs0, its ports 5 and 6, and a property on port 5. */
+class KernelBatch : public Batches<KernelSwitchTest<5, 6>> {
  protected:
-  /* A daemon with dvs0, its ports 5 and 6, and a property on port 5. */
   void SetUp() override {
-    KernelTest::SetUp();
-    CheckKernel({
-        {"-a dvs0", 0, "", ""},
-        {"-A -p 5 dvs0", 0, "", ""},
-        {"-A -p 6 dvs0", 0, "", ""},
-        {"-s keep=1 -p 5 dvs0", 0, "", ""},
-    });
+    ASSERT_NO_FATAL_FAILURE(Batches::SetUp());
+    CheckKernel({{"-s keep=1 -p 5 dvs0", 0, "", ""}});
   }
-  /* Writes a batch file of text and returns the command line that runs it. */
-  std::string Batch(const std::string &text) {
-    const std::string name = "b" + std::to_string(++batches_);
-    std::ofstream(PathOf(name), std::ios::binary) << text;
-    return "--batch " + name;
-  }
-  int batches_ = 0;
 };
 
 TEST_F(KernelBatch, AppliesItsLinesToTheKernel) {
@@ -240,14 +224,13 @@ TEST_F(KernelBatch, AppliesItsLinesToTheKernel) {
       {"-l dvs0", 0,
        Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("5") +
            Hex("keep", "0x 2. 0 <repeats 3 times>") + NewPort("6") +
-           NewPort("7").substr(0, NewPort("7").rfind("\t\t" + VSWITCH_VLAN)) +
-           Decoded(VSWITCH_VLAN + " = VLAN 100", ""),
+           NewPortWithVlan("7", VSWITCH_VLAN, Decoded(VSWITCH_VLAN + " = VLAN 100", "")),
        ""},
   });
 }
 
 TEST_F(KernelBatch, AFailureTakesTheEarlierLinesBack) {
-  const transcript::RunResult before = Brakk("-l", Kernel());
+  const RunResult before = Brakk("-l", Kernel());
   CheckKernel({
       {Batch("-s keep=2 -p 5 dvs0\n-s new=3 -p 6 dvs0\n-u keep -p 5 dvs0\n-A -p 7 dvs0\n"
              "-D -p 6 dvs0\n--setVersion 8 dvs0\n-s x=1 -p 9 dvs0\n"),
@@ -273,7 +256,7 @@ TEST_F(KernelBatch, WhatCannotBeTakenBackIsReportedByLine) {
 }
 
 TEST_F(KernelBatch, CheckOnlyValidates) {
-  const transcript::RunResult before = Brakk("-l", Kernel());
+  const RunResult before = Brakk("-l", Kernel());
   CheckKernel({
       {Batch("-s keep=2 -p 5 dvs0\n-D -p 6 dvs0\n") + " --check", 0,
        "batch: 2 commands checked; nothing was run\n", ""},
@@ -286,9 +269,8 @@ TEST_F(KernelBatch, CheckOnlyValidates) {
 TEST_F(KernelBatch, FileModeEventsWaitForTheSave) {
   Background listener = StartBrakk({"-g"});
   ASSERT_TRUE(WaitUntil([&] { return Info("listeners") == 1; }));
+  MakeFileSwitch({}, "dvs0", Kernel());
   CheckKernel({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", ""},
       {"-f $F " + Batch("--persist\n-e 3 -p 5 dvs0\n-s x=1 -p 5 dvs0\n"), 3, "",
        "DVSState_PortDataSet failed\nbatch line 3: " + OP_FAILED + "0xbad0003\n"},
       {"-f $F " + Batch("-e 4 -p 5 dvs0\n-A -p 5 dvs0\n"), 0, "", ""},

@@ -13,25 +13,12 @@
 
 namespace {
 
-using transcript::DVS0_ID;
-using transcript::DVS1_ID;
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 using namespace transcript::lines;
 
-class FileMode : public transcript::TranscriptTest {
+class FileMode : public TranscriptTest {
  protected:
-  const std::string NK = NO_KERNEL_LOAD;
-  std::string Failed(const char *status) {
-    return NK + "Operation failed: status = " + status + "\n";
-  }
-  /* An empty file with switch dvs0 and its port 7. */
-  void MakeDvs0WithPort7() {
-    Check({
-        {"-f $F -i", 0, "", ""},
-        {"-f $F -a dvs0", 0, "", NK},
-        {"-f $F -A -p 7 dvs0", 0, "", NK},
-    });
-  }
+  std::string Failed(const char *status) { return NK + OP_FAILED + status + "\n"; }
 };
 
 TEST_F(FileMode, WhatAUserCanDo) {
@@ -117,7 +104,7 @@ TEST_F(FileMode, AddSwitchChoosesClassFromClassNameAndVersion) {
 }
 
 TEST_F(FileMode, SetPropertyEncodesDigitsAsNumbers) {
-  MakeDvs0WithPort7();
+  MakeFileSwitch({"7"});
   Check({
       {"-f $F -s k1 -p 7 dvs0", 0, "", NK},
       {"-f $F -s k2=007 -p 7 dvs0", 0, "", NK},
@@ -143,7 +130,7 @@ TEST_F(FileMode, SetPropertyEncodesDigitsAsNumbers) {
 }
 
 TEST_F(FileMode, MissingTargetsAndKeys) {
-  MakeDvs0WithPort7();
+  MakeFileSwitch({"7"});
   const std::string setFailed =
       NK + "DVSState_PortDataSet failed\n" + "Operation failed: status = 0xbad0003\n";
   Check({
@@ -158,7 +145,7 @@ TEST_F(FileMode, MissingTargetsAndKeys) {
 }
 
 TEST_F(FileMode, LinkStatus) {
-  MakeDvs0WithPort7();
+  MakeFileSwitch({"7"});
   Check({
       {"-f $F -M up -p 7 dvs0", 0, "linkup/down = up\nno speed\n", NK},
       {"-f $F -l dvs0", 0,
@@ -181,7 +168,7 @@ TEST_F(FileMode, LinkStatus) {
 }
 
 TEST_F(FileMode, HandlerStatusesBecomeExitStatuses) {
-  MakeDvs0WithPort7();
+  MakeFileSwitch({"7"});
   const std::string noKernel = Failed("0xbad0101");
   const std::string wrongVersion =
       NK + "Wrong parameters for DVS version\nOperation failed: status = 0xbad0020\n";
@@ -253,7 +240,7 @@ TEST_F(FileMode, StorageFailures) {
 }
 
 TEST_F(FileMode, AbsolutePathsWorkFromAnyDirectory) {
-  transcript::RunOptions elsewhere;
+  RunOptions elsewhere;
   elsewhere.cwd = "/";
   Check(
       {

@@ -34,13 +34,13 @@ extern char **environ;
 
 namespace {
 
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 
-class FileSafety : public transcript::TranscriptTest {
+class FileSafety : public TranscriptTest {
  protected:
   /* Runs brakk and expects it to succeed silently but for the alias lookup line. */
   void MustSucceed(const std::string &command) const {
-    transcript::RunResult r = Brakk(command);
+    RunResult r = Brakk(command);
     ASSERT_EQ(r.exitStatus, 0) << command << "\n" << r.err;
   }
 
@@ -68,9 +68,7 @@ class FileSafety : public transcript::TranscriptTest {
 TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
   const int kWriters = 6;
   const int kEdits = 15;
-  MustSucceed("-f $F -i");
-  MustSucceed("-f $F -a dvs0");
-  for (int w = 0; w < kWriters; w++) MustSucceed("-f $F -A -p w" + std::to_string(w) + " dvs0");
+  MakeFileSwitch(Numbered("w", kWriters));
 
   std::vector<std::thread> writers;
   std::vector<std::string> failures(kWriters);
@@ -79,7 +77,7 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
       for (int e = 0; e < kEdits; e++) {
         std::string cmd = "-f $F -s key" + std::to_string(e) + "=v" + std::to_string(w) + "_" +
                           std::to_string(e) + " -p w" + std::to_string(w) + " dvs0";
-        transcript::RunResult r = Brakk(cmd);
+        RunResult r = Brakk(cmd);
         if (r.exitStatus != 0) failures[w] += cmd + ": " + r.err;
       }
     });
@@ -87,7 +85,7 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
   for (std::thread &t : writers) t.join();
   for (const std::string &f : failures) EXPECT_EQ(f, "");
 
-  transcript::RunResult list = Brakk("-f $F -l");
+  RunResult list = Brakk("-f $F -l");
   ASSERT_EQ(list.exitStatus, 0) << list.err;
   for (int w = 0; w < kWriters; w++) {
     for (int e = 0; e < kEdits; e++) {
@@ -103,9 +101,8 @@ TEST_F(FileSafety, ConcurrentEditorsLoseNoUpdate) {
 // A writer killed at a random moment of its load-edit-save cycle leaves the
 // previous or the new file, and the file always loads.
 TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
-  MustSucceed("-f $F -i");
   // 1500 ports with a 1 KiB property each: saves take long enough to be hit.
-  MustSucceed("-f $F -a -C -P 1500 dvs0");
+  MakeFileSwitch({}, "-C -P 1500 dvs0");
   MustSucceed("-f $F -s round=start -p 7 dvs0");
   const std::string before = ReadFile("dvs.db");
 
@@ -145,7 +142,7 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
     waitpid(pid, &status, 0);
     killed += WIFSIGNALED(status);
 
-    transcript::RunResult list = Brakk("-f $F -l dvs0");
+    RunResult list = Brakk("-f $F -l dvs0");
     ASSERT_EQ(list.exitStatus, 0) << "round " << i << ": " << list.err;
     ASSERT_NE(list.out.find("\tport 1499:\n"), std::string::npos) << "round " << i;
   }
@@ -155,20 +152,17 @@ TEST_F(FileSafety, KilledWritersLeaveAFileThatLoads) {
   // save removes what the killed ones left.
   MustSucceed("-f $F -s round=start -p 7 dvs0");
   EXPECT_EQ(Entries(), std::set<std::string>{"dvs.db"});
-  transcript::RunResult a = Brakk("-f $F -l");
+  RunResult a = Brakk("-f $F -l");
   WriteFile("before.db", before);
-  transcript::RunResult b = Brakk("-f before.db -l");
+  RunResult b = Brakk("-f before.db -l");
   EXPECT_EQ(a.out, b.out);
 }
 
 // Damaged files are refused with the reason, the command fails and the file
 // is left exactly as it was.
 TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
-  MustSucceed("-f $F -i");
-  MustSucceed("-f $F -a dvs0");
-  MustSucceed("-f $F -A -p 7 dvs0");
+  MakeFileSwitch({"7"});
   const std::string good = ReadFile("dvs.db");
-  const std::string nk = NO_KERNEL_LOAD;
 
   struct Damage {
     const char *what;
@@ -193,8 +187,8 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
         std::string("DVSState_ConfigDeserialize failed: ") + d.reason + "\n";
     Check({
         {"-f $F -l", 1, "", refused},
-        {"-f $F -s k=v -p 7 dvs0", 255, "", nk + refused + "Failed to load config.\n"},
-        {"-f $F -A -p 8 dvs0", 255, "", nk + refused + "Failed to load config.\n"},
+        {"-f $F -s k=v -p 7 dvs0", 255, "", NK + refused + "Failed to load config.\n"},
+        {"-f $F -A -p 8 dvs0", 255, "", NK + refused + "Failed to load config.\n"},
     });
     EXPECT_EQ(ReadFile("dvs.db"), d.bytes) << d.what;
   }
@@ -203,7 +197,7 @@ TEST_F(FileSafety, DamagedFilesAreRefusedAndKept) {
   Check({
       {"-f $F -l", 1, "", "failed to get config data: Not found\n"},
       {"-f $F -s k=v -p 7 dvs0", 255, "",
-       nk + "failed to get config data: Not found\nFailed to load config.\n"},
+       NK + "failed to get config data: Not found\nFailed to load config.\n"},
   });
   EXPECT_EQ(Entries(), std::set<std::string>{});
 }
@@ -227,8 +221,7 @@ TEST_F(FileSafety, HostilePathsAreRefusedAtOnce) {
       {"-f fifo.db -l", 1, "", refused},
       {"-f dir.db -l", 1, "", refused},
       {"-f /dev/zero -l", 1, "", refused},
-      {"-f fifo.db -s k=v -p 7 dvs0", 255, "",
-       std::string(NO_KERNEL_LOAD) + refused + "Failed to load config.\n"},
+      {"-f fifo.db -s k=v -p 7 dvs0", 255, "", NK + refused + "Failed to load config.\n"},
       {"-f big.db -l", 1, "", "failed to get config data: Too large\n"},
   });
   EXPECT_EQ(Entries(), (std::set<std::string>{"big.db", "dir.db", "dvs.db", "fifo.db"}));
@@ -237,9 +230,7 @@ TEST_F(FileSafety, HostilePathsAreRefusedAtOnce) {
 // A lock that another process keeps is waited for a bounded time; then the
 // command fails with its own status and the file is left alone.
 TEST_F(FileSafety, ALockHeldElsewhereEndsTheWait) {
-  MustSucceed("-f $F -i");
-  MustSucceed("-f $F -a dvs0");
-  MustSucceed("-f $F -A -p 7 dvs0");
+  MakeFileSwitch({"7"});
   const std::string before = ReadFile("dvs.db");
   // A shared lock through a read-only descriptor: all a mere reader can take.
   const int reader = open(PathOf("dvs.db").c_str(), O_RDONLY | O_CLOEXEC);
@@ -248,8 +239,7 @@ TEST_F(FileSafety, ALockHeldElsewhereEndsTheWait) {
   const auto start = std::chrono::steady_clock::now();
   const std::string locked =
       "failed to get config data: Configuration is locked by another process\n";
-  Check({{"-f $F -s k=v -p 7 dvs0", 255, "",
-          std::string(NO_KERNEL_LOAD) + locked + "Failed to load config.\n"}});
+  Check({{"-f $F -s k=v -p 7 dvs0", 255, "", NK + locked + "Failed to load config.\n"}});
   // The command waited before giving up (a lower bound only: the machine may be slow).
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
   EXPECT_EQ(ReadFile("dvs.db"), before);
@@ -282,7 +272,7 @@ TEST_F(FileSafety, EditsKeepLinksOwnersAndModes) {
     EXPECT_EQ(st.st_uid, 4321u);
     EXPECT_EQ(st.st_gid, 8765u);
   }
-  transcript::RunResult list = Brakk("-f real/dvs.db -l dvs0");
+  RunResult list = Brakk("-f real/dvs.db -l dvs0");
   EXPECT_NE(list.out.find("\t\tk = v , \tpropType = CONFIG \n"), std::string::npos) << list.out;
   EXPECT_EQ(Entries(), (std::set<std::string>{"link.db", "real"}));
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 
 /* The usage text, exactly as brakk must print it. */
 const std::string USAGE = R"USAGE(Warning: This is an unsupported command. Use at your own risk.
@@ -160,10 +160,9 @@ brakk -E [other params]                     Use configstore as config source/des
 		brakk -E -l                 list dvs informations from configstore.
 )USAGE";
 
-class FrontEnd : public transcript::TranscriptTest {
+class FrontEnd : public TranscriptTest {
  protected:
   const std::string U = USAGE;
-  const std::string NK = NO_KERNEL_LOAD;
   const std::string NO_POST = "failed to post dvs event: No kernel switch module on this host\n";
   const std::string NO_SWITCH = "switch name not specified.\n";
   const std::string NO_PORT = "port name not specified.\n";
@@ -312,7 +311,7 @@ TEST_F(FrontEnd, WithoutKernelModule) {
 TEST_F(FrontEnd, HostFactsNeedNoKernel) {
   struct sysinfo si;
   ASSERT_EQ(sysinfo(&si), 0);
-  const transcript::RunResult r = Brakk("--miscInfo");
+  const RunResult r = Brakk("--miscInfo");
   EXPECT_EQ(r.exitStatus, 0);
   EXPECT_EQ(r.err, "");
   std::smatch m;

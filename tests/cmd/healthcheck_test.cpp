@@ -13,12 +13,8 @@
 
 namespace {
 
-using transcript::DVS0_ID;
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 using namespace transcript::lines;
-
-const std::string OP_FAILED = "Operation failed: status = ";
-const std::string NK = NO_KERNEL_LOAD;
 
 std::string Deploy(const std::string &key, const std::string &minutes) {
   return "\t\t" + key + ":\n\t\t\tstatus is Enabled\n\t\t\tinterval is " + minutes + " minutes\n";
@@ -35,13 +31,11 @@ const std::string VLM_PARAM = Ranges("com.corvane.fenn.vlanmtucheck.param", " 1-
 const std::string QELT_DEPLOY = Deploy("com.corvane.vswitch.vlanmtucheck.deploy", "5");
 const std::string QELT_PARAM = Ranges("com.corvane.vswitch.vlanmtucheck.param", " 0-4094");
 
-class HealthCheckFile : public transcript::TranscriptTest {};
+class HealthCheckFile : public FileSwitchTest<> {};
 
 TEST_F(HealthCheckFile, DeployParameteriseListAndRemove) {
   const std::string head = Switch(DVS0_ID, "dvs0");
   Check({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", NK},
       {"-f $F --teamchkDeploy 15 dvs0", 0, "", NK},
       {"-f $F --teamchkParam 1 dvs0", 0, "", NK},
       {"-f $F --vlanMTUChkDeploy 30 dvs0", 0, "", NK},
@@ -65,11 +59,10 @@ TEST_F(HealthCheckFile, DeployParameteriseListAndRemove) {
   });
 }
 
-class HealthCheckKernel : public transcript::KernelTest {};
+class HealthCheckKernel : public KernelSwitchTest<> {};
 
 TEST_F(HealthCheckKernel, WritesTheKernelAndReportsFailedClears) {
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
       {"--teamchkDeploy 15 dvs0", 0, "", ""},
       {"--vlanMTUChkParam 1-10,20 dvs0", 0, "set vlan 1 - 10.\nset vlan 20 - 20.\n", ""},
       {"-l dvs0", 0, Switch(DVS0_ID, "dvs0") + TEAM_DEPLOY + VLM_PARAM + HOST_LIST, ""},

@@ -21,15 +21,10 @@
 
 namespace {
 
-using transcript::Background;
-using transcript::DVS0_ID;
-using transcript::DVS1_ID;
-using transcript::ReadFile;
+using namespace transcript;
 using namespace transcript::lines;
 
-const std::string OP_FAILED = "Operation failed: status = ";
-
-class KernelMode : public transcript::KernelTest {};
+class KernelMode : public KernelTest {};
 
 TEST_F(KernelMode, SwitchesAndPortsLiveInTheKernel) {
   CheckKernel({
@@ -69,8 +64,8 @@ TEST_F(KernelMode, CreateAllPortsBuildsThemInTheKernel) {
 }
 
 TEST_F(KernelMode, AliasLookupReadsTheKernelState) {
+  MakeKernelSwitch();
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
       /* Re-aliasing the switch: the new name now finds it through the kernel's state. */
       {"-s com.corvane.common.alias=core -p globalPropList dvs0", 0, "", ""},
       {"-A -p 3 core", 0, "", ""},
@@ -82,9 +77,8 @@ TEST_F(KernelMode, AliasLookupReadsTheKernelState) {
 }
 
 TEST_F(KernelMode, PropertiesOnPortsAndLists) {
+  MakeKernelSwitch({"7"});
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-s com.corvane.common.port.speed=9000 -p 7 dvs0", 0, "", ""},
       {"-r com.corvane.common.port.speed -p 7 dvs0", 0,
        Hex("com.corvane.common.port.speed", "0x28.23. 0 <repeats 2 times>"), ""},
@@ -114,9 +108,8 @@ TEST_F(KernelMode, PropertiesOnPortsAndLists) {
 }
 
 TEST_F(KernelMode, SwitchSettingsActOnTheKernelSwitch) {
+  MakeKernelSwitch({"7"});
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-M up,1000 -p 7 dvs0", 0, "linkup/down = up\nspeed = 1000\n", ""},
       {"-M down -p 9 dvs0", 3, "linkup/down = down\nno speed\n", OP_FAILED + "0xbad0003\n"},
       {"--setVersion 100 dvs0", 0, "", ""},
@@ -235,7 +228,7 @@ TEST_F(KernelMode, ConfigDaemonKeepsTheStoreAndTheKernelInStep) {
 }
 
 TEST_F(KernelMode, EventsReachEveryListenerInOrder) {
-  CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}});
+  MakeKernelSwitch({"7"});
   Background first = StartBrakk({"-g"});
   Background second = StartBrakk({"-g"});
   ASSERT_TRUE(WaitUntil([&] { return Info("listeners") == 2; }));
@@ -293,9 +286,8 @@ std::string Statistics(int base) {
 }
 
 TEST_F(KernelMode, UplinkRuntimeItems) {
+  MakeKernelSwitch({"7"});
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"--getCap -p 7 dvs0", 0, "\t\t Capability 0x0\n", ""},
       {"--cap 768 -p 7 dvs0", 0, "", ""},
       {"--getCap -p 7 dvs0", 0, "\t\t Capability 0x300\n", ""},
@@ -328,8 +320,8 @@ TEST_F(KernelMode, UplinkRuntimeItems) {
 TEST_F(KernelMode, DiagnosticCommands) {
   const std::string arg255(255, 'a');
   const std::string arg256(256, 'b');
+  MakeKernelSwitch();
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
       {"--cmdExec echo --cmdArg hello dvs0", 0, "hello\n", ""},
       {"--cmdExec echo dvs0", 0, "no result!\n", ""},
       {"--cmdExec echo --cmdArg '' dvs0", 0, "\n", ""}, /* one byte: the NUL */
@@ -343,7 +335,8 @@ TEST_F(KernelMode, DiagnosticCommands) {
 }
 
 TEST_F(KernelMode, InjectedKernelFailures) {
-  CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}, {"-i", 0, "", ""}});
+  MakeKernelSwitch({"7"});
+  CheckKernel({{"-i", 0, "", ""}});
   CtlOk("fail PortRemove 0xbad0001");
   CtlOk("fail DVSZOR_StateGet 0xbad0103 1");
   EXPECT_EQ(Ctl("info").out,
@@ -377,7 +370,7 @@ TEST_F(KernelMode, InjectedKernelFailures) {
   CtlOk("fail all off");
   CheckKernel({{"-i", 0, "", ""}, {"-S", 0, "", ""}});
 
-  transcript::RunResult bad = Ctl("fail Bogus 0xbad0001");
+  RunResult bad = Ctl("fail Bogus 0xbad0001");
   EXPECT_EQ(bad.exitStatus, 2);
   EXPECT_EQ(bad.err, "zorcored ctl: unknown operation 'Bogus' (see: zorcored ctl ops)\n");
   EXPECT_EQ(Ctl("fail all 0xbad0001").exitStatus, 2);
@@ -385,7 +378,7 @@ TEST_F(KernelMode, InjectedKernelFailures) {
 }
 
 TEST_F(KernelMode, ControlInterfaceSetsRuntimeState) {
-  CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}, {"-A -p 8 dvs0", 0, "", ""}});
+  MakeKernelSwitch({"7", "8"});
   CtlOk("port-state dvs0 7 SHADOW");
   CtlOk("port-state '" + DVS0_ID + "' 8 'LOCAL CACHE'");
   CtlOk("set-prop dvs0 7 com.corvane.common.port.runtime.x u32:5");
@@ -435,7 +428,7 @@ TEST_F(KernelMode, ControlInterfaceSetsRuntimeState) {
        "zorcored ctl: unknown command 'frobnicate' (zorcored ctl help lists them)\n"},
   };
   for (const auto &b : bad) {
-    transcript::RunResult r = Ctl(b.args);
+    RunResult r = Ctl(b.args);
     EXPECT_EQ(r.exitStatus, b.status) << b.args;
     EXPECT_EQ(r.out, "") << b.args;
     EXPECT_EQ(r.err, b.err) << b.args;
@@ -444,7 +437,7 @@ TEST_F(KernelMode, ControlInterfaceSetsRuntimeState) {
   CtlOk("shutdown");
   EXPECT_EQ(StopDaemon(), 0);
   CheckKernel({{"-l", 1, "", "failed to get config data: No kernel switch module on this host\n"}});
-  const transcript::RunResult r = Ctl("info");
+  const RunResult r = Ctl("info");
   EXPECT_EQ(r.exitStatus, 1);
   EXPECT_EQ(r.err, "zorcored ctl: info failed: status 0xbad0101\n");
 }

@@ -39,11 +39,7 @@
 
 namespace {
 
-using transcript::Background;
-using transcript::DVS0_ID;
-using transcript::DVS1_ID;
-using transcript::ReadFile;
-using transcript::RunResult;
+using namespace transcript;
 using transcript::lines::HOST_LIST;
 using transcript::lines::Switch;
 
@@ -178,20 +174,17 @@ long RssKb(pid_t pid) {
   return at == std::string::npos ? -1 : strtol(status.c_str() + at + 6, nullptr, 10);
 }
 
-class Reliability : public transcript::KernelTest {};
+class Reliability : public KernelTest {};
 
 TEST_F(Reliability, ConcurrentWritersLoseNothing) {
   const int kWorkers = 8;
   const int kWrites = 200;
-  CheckKernel({{"-a dvs0", 0, "", ""}});
-  for (int w = 0; w < kWorkers; w++) {
-    CheckKernel({{"-A -p p" + std::to_string(w) + " dvs0", 0, "", ""}});
-  }
+  MakeKernelSwitch(Numbered("p", kWorkers));
   /*
    * 1600 processes: in the sanitizer build, leak checking at each exit would
    * dominate the run; the other transcripts check leaks, this one the writes.
    */
-  transcript::RunOptions options = Kernel();
+  RunOptions options = Kernel();
   const char *asan = getenv("ASAN_OPTIONS");
   options.env = {std::string("ASAN_OPTIONS=") + (asan && *asan ? std::string(asan) + ":" : "") +
                  "detect_leaks=0"};
@@ -228,7 +221,7 @@ TEST_F(Reliability, ConcurrentWritersLoseNothing) {
 }
 
 TEST_F(Reliability, HostileFramesDropOnlyTheirSender) {
-  CheckKernel({{"-a dvs0", 0, "", ""}});
+  MakeKernelSwitch();
   /* A quiet client that stays connected throughout: it must keep being served. */
   RawClient bystander(Socket());
   ASSERT_TRUE(bystander.Ok());
@@ -362,7 +355,7 @@ TEST_F(Reliability, IdleConnectionsGiveWay) {
     crowd.push_back(std::make_unique<RawClient>(Socket()));
     ASSERT_TRUE(crowd.back()->Ok()) << "client " << i;
   }
-  CheckKernel({{"-a dvs0", 0, "", ""}});
+  MakeKernelSwitch();
   EXPECT_TRUE(crowd.front()->ClosedByPeer());
   ASSERT_TRUE(crowd.back()->Send(Frame(OP_STATE_GET, "")));
   EXPECT_EQ(crowd.back()->Reply(OP_STATE_GET), 0);
@@ -468,13 +461,13 @@ TEST_F(Reliability, StoreSurvivesDaemonKilledDuringWrites) {
 }
 
 TEST_F(Reliability, ClientsTimeOutOnADaemonThatStopsAnswering) {
-  transcript::RunOptions fast = Kernel();
+  RunOptions fast = Kernel();
   fast.env = {"ZORCORE_TIMEOUT_MS=300"};
   fast.timeoutSeconds = 20;
   const std::string timedOut = "failed to get config data: Kernel channel timed out\n";
 
   /* The daemon, stopped: connections queue up but nothing answers, not even the greeting. */
-  CheckKernel({{"-a dvs0", 0, "", ""}});
+  MakeKernelSwitch();
   kill(DaemonPid(), SIGSTOP);
   double t0 = Now();
   Check({{"-l", 1, "", timedOut},
@@ -502,7 +495,7 @@ TEST_F(Reliability, DeadDaemonMeansNoKernel) {
 }
 
 TEST_F(Reliability, SecondDaemonOnTheSameSocketOrStateIsRefused) {
-  transcript::RunOptions z;
+  RunOptions z;
   z.program = ZORCORED_BIN;
   z.argv0 = "zorcored";
   RunResult r = transcript::Run({"--socket", Socket(), "--state-dir", PathOf("other")}, z);
@@ -529,7 +522,7 @@ TEST_F(Reliability, HugeSwitchesAreRefused) {
   });
   Check({
       {"-f $F -i", 0, "", ""},
-      {"-f $F -a -C -P 2000000000 dvs0", 7, "", std::string(transcript::NO_KERNEL_LOAD) + refused},
+      {"-f $F -a -C -P 2000000000 dvs0", 7, "", NK + refused},
   });
   EXPECT_EQ(Info("ports"), 0);
 }
@@ -538,7 +531,7 @@ TEST_F(Reliability, HugeSwitchesAreRefused) {
 // the refused daemon creates nothing: not its state directory, not a
 // socket in place of the file.
 TEST_F(Reliability, SocketPathThatIsNotASocketIsRefused) {
-  transcript::RunOptions z;
+  RunOptions z;
   z.program = ZORCORED_BIN;
   z.argv0 = "zorcored";
   const std::string file = PathOf("plain");
@@ -564,7 +557,7 @@ TEST_F(Reliability, InjectedFailuresNeedTheTestingOption) {
   EXPECT_EQ(r.err, "zorcored ctl: fail" + refused +
                        "zorcored ctl: the daemon obeys fail only when started with --testing\n");
   EXPECT_EQ(Ctl("shutdown").exitStatus, 1);
-  CheckKernel({{"-a dvs0", 0, "", ""}});
+  MakeKernelSwitch();
   EXPECT_EQ(Info("switches"), 1);
 }
 

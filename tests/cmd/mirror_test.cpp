@@ -13,13 +13,9 @@
 
 namespace {
 
-using transcript::DVS0_ID;
-using transcript::DVS1_ID;
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 using namespace transcript::lines;
 
-const std::string NK = NO_KERNEL_LOAD;
-const std::string OP_FAILED = "Operation failed: status = ";
 const std::string VSWITCH_KEY = "com.corvane.vswitch.port.mirrorSessions";
 const std::string ETHER_KEY = "com.corvane.etherswitch.port.mirrorSessions";
 
@@ -49,20 +45,13 @@ const std::string EXAMPLE_TABLE =
                 "\n\t\t\tdstEntities\t(1):\t5 \n\t\t\tsrcInEntities\t(2):\t6 7 "
                 "\n\t\t\tsrcOutEntities\t(0):\t\n\n");
 
-class FileMirror : public transcript::TranscriptTest {
+class FileMirror : public TranscriptTest {
  protected:
-  /* dvs0 (cswitch, version 6) with ports 5 to 8. */
-  void MakeDvs0() {
-    Check({{"-f $F -i", 0, "", ""}, {"-f $F -a dvs0", 0, "", NK}});
-    for (const char *port : {"5", "6", "7", "8"}) {
-      Check({{std::string("-f $F -A -p ") + port + " dvs0", 0, "", NK}});
-    }
-  }
   const std::string dvs0 = Switch(DVS0_ID, "dvs0") + HOST_LIST;
 };
 
 TEST_F(FileMirror, SessionsGoToTheirPortsAndAreListed) {
-  MakeDvs0();
+  MakeFileSwitch({"5", "6", "7", "8"}); /* dvs0: cswitch, version 6 */
   const std::string v3 =
       "'v3*e;e;ERMIRROR_SRC;ERSPAN3;7;2;9;;;;;10.1.2.3,fe80::1;5;;"
       "*d;d;RMIRROR_DST;GRE_ONLY;;;;;;;;8;1,2,3,4,5,6,7,8,9;;*'";
@@ -101,11 +90,8 @@ TEST_F(FileMirror, WideRecordsFromVersion100) {
   const std::string tables = Decoded(ETHER_KEY + ":", Session("r", "", PLAIN, "RMIRROR_SRC", "",
                                                               "(1):\t" + std::string(32, 'u') + " ",
                                                               "(2):\t" + name20 + " q ", "(0):\t"));
+  MakeFileSwitch({name20, "q"}, "-O 5 dvs1");
   Check({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a -O 5 dvs1", 0, "", NK},
-      {"-f $F -A -p " + name20 + " dvs1", 0, "", NK},
-      {"-f $F -A -p q dvs1", 0, "", NK},
       /* Below version 100 the name does not fit the 16-byte field. */
       {"-f $F -m 'v2*r;r;RMIRROR_SRC;;;;;" + std::string(32, 'u') + ";" + name20 + ",q;;' dvs1", 7,
        "",
@@ -125,9 +111,9 @@ TEST_F(FileMirror, WideRecordsFromVersion100) {
 }
 
 TEST_F(FileMirror, TextsThatDoNotParseChangeNothing) {
-  MakeDvs0();
+  MakeFileSwitch({"5", "6", "7", "8"});
   Check({{"-f $F -m " + EXAMPLE + " dvs0", 0, EXAMPLE_OUT, NK}});
-  const std::string listed = transcript::ReadFile(PathOf("dvs.db"));
+  const std::string listed = ReadFile(PathOf("dvs.db"));
   const std::string bad = OP_FAILED + "0xbad0007\n";
   const std::string dstFailed = "Failed to read session DstEntities\n";
   const std::string srcFailed = "Failed to read session SrcEntities\n";
@@ -177,18 +163,14 @@ TEST_F(FileMirror, TextsThatDoNotParseChangeNothing) {
        "sessionType=0, samplingRate=0\n",
        NK + "Bad session flag: z\n" + bad},
   });
-  EXPECT_EQ(transcript::ReadFile(PathOf("dvs.db")), listed);
+  EXPECT_EQ(ReadFile(PathOf("dvs.db")), listed);
 }
 
 /* ---- Kernel mode --------------------------------------------------------- */
 
-class KernelMirror : public transcript::KernelTest {};
+class KernelMirror : public KernelSwitchTest<5, 6, 7, 8> {};
 
 TEST_F(KernelMirror, SessionsGoToTheKernelAndAFailedWriteStopsThePush) {
-  CheckKernel({{"-a dvs0", 0, "", ""}});
-  for (const char *port : {"5", "6", "7", "8"}) {
-    CheckKernel({{std::string("-A -p ") + port + " dvs0", 0, "", ""}});
-  }
   const std::string dvs0 = Switch(DVS0_ID, "dvs0") + HOST_LIST;
   CheckKernel({
       {"-m " + EXAMPLE + " dvs0", 0, EXAMPLE_OUT, ""},

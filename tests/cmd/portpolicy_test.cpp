@@ -14,11 +14,9 @@
 
 namespace {
 
-using transcript::DVS0_ID;
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 using namespace transcript::lines;
 
-const std::string OP_FAILED = "Operation failed: status = ";
 const std::string SHAPER = "com.corvane.common.port.shaper.";
 
 /* A property printed as its header line, the given lines and the propType line. */
@@ -57,18 +55,14 @@ const std::string FILTERS = Block("com.corvane.common.port.dvfilter = filters (n
                                   "\t\t\t\tparam 1: alpha\n\t\t\t\tparam 2: beta\n"
                                   "\t\t\t3: filterB (onFailure: close, params = 0)\n");
 
-class PolicyFile : public transcript::TranscriptTest {
+class PolicyFile : public FileSwitchTest<7> {
  protected:
-  const std::string NK = NO_KERNEL_LOAD;
 };
 
 TEST_F(PolicyFile, CommandsWriteTheFileAndTheListingDecodesIt) {
   const std::string bad = OP_FAILED + "0xbad0007\n";
   const std::string minus1 = OP_FAILED + "0xffffffff\n";
   Check({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", NK},
-      {"-f $F -A -p 7 dvs0", 0, "", NK},
       /* Shaping: a failing clear is reported and does not stop the others. */
       {"-f $F -b 1,100,200,300,0,0,0,0,1,10,20,30 -p 7 dvs0", 0, "",
        NK + "Failed to unset shaper output parameter on " + DVS0_ID + ":7\n"},
@@ -133,12 +127,11 @@ TEST_F(PolicyFile, CommandsWriteTheFileAndTheListingDecodesIt) {
   });
 }
 
-class PolicyKernel : public transcript::KernelTest {};
+class PolicyKernel : public KernelTest {};
 
 TEST_F(PolicyKernel, CommandsWriteTheKernelAndHostValuesAreDecoded) {
+  MakeKernelSwitch({"7"}, "--className etherswitch dvs0");
   CheckKernel({
-      {"-a --className etherswitch dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-b 0,0,0,0,1,5,6,7,0,0,0,0 -p globalPropList dvs0", 0, "",
        "Failed to unset shaper input parameter on " + DVS0_ID +
            ":globalPropList\n"

@@ -16,14 +16,8 @@
 
 namespace {
 
-using transcript::Background;
-using transcript::DVS0_ID;
-using transcript::NO_KERNEL_LOAD;
-using transcript::ReadFile;
+using namespace transcript;
 using namespace transcript::lines;
-
-const std::string OP_FAILED = "Operation failed: status = ";
-const std::string NK = NO_KERNEL_LOAD;
 
 const std::string POOLS =
     Decoded("com.corvane.common.respools.list:", "\t\t\tgold\n\t\t\tsilver\n");
@@ -35,13 +29,12 @@ const std::string CFG =
     Decoded("com.corvane.common.port.respools.cfg:", "\t\t\tgold:100:50:-1:3\n");
 const std::string ASSOC = Decoded("com.corvane.common.port.respool.assoc:", "\t\t\tgold\n");
 
-class RespoolKernel : public transcript::KernelTest {};
+class RespoolKernel : public KernelTest {};
 
 TEST_F(RespoolKernel, CommandsWriteTheKernelAndTheListingShowsThem) {
   const std::string head = Switch(DVS0_ID, "dvs0");
+  MakeKernelSwitch({"7"});
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-k 'gold;silver' dvs0", 0, "", ""},
       {"-j activated dvs0", 0, "", ""},
       {"-K gold:100:50:-1:3 -p 7 dvs0", 0, "", ""},
@@ -63,9 +56,8 @@ TEST_F(RespoolKernel, CommandsWriteTheKernelAndTheListingShowsThem) {
 }
 
 TEST_F(RespoolKernel, BadArgumentsAndFailedWritesAreReported) {
+  MakeKernelSwitch({"7"});
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-K gold:100:50 -p 7 dvs0", 7, "",
        "Incorrect data format. Expect: pool:resv:share:limit:tag;...\n" + OP_FAILED +
            "0xbad0007\n"},
@@ -85,12 +77,9 @@ TEST_F(RespoolKernel, BadArgumentsAndFailedWritesAreReported) {
 }
 
 TEST_F(RespoolKernel, FileModeWritesTheKernelNotTheFile) {
+  MakeFileSwitch({"7"}, "dvs0", Kernel());
+  MakeKernelSwitch({"7"});
   CheckKernel({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", ""},
-      {"-f $F -A -p 7 dvs0", 0, "", ""},
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-f $F -k 'gold;silver' dvs0", 0, "", ""},
       {"-f $F -K gold:100:50:-1:3 -p 7 dvs0", 0, "", ""},
       {"-f $F -H 'yellow:uplink lost' dvs0", 0, "", ""},
@@ -100,7 +89,7 @@ TEST_F(RespoolKernel, FileModeWritesTheKernelNotTheFile) {
 }
 
 TEST_F(RespoolKernel, HostStatusPostsItsEventEvenWhenTheWriteFails) {
-  CheckKernel({{"-a dvs0", 0, "", ""}});
+  MakeKernelSwitch();
   Background listener = StartBrakk({"-g"});
   ASSERT_TRUE(WaitUntil([&] { return Info("listeners") == 1; }));
   CheckKernel({{"-H Red dvs0", 7, "", "Invalid color: Red\n" + OP_FAILED + "0xbad0007\n"}});
@@ -115,14 +104,11 @@ TEST_F(RespoolKernel, HostStatusPostsItsEventEvenWhenTheWriteFails) {
   EXPECT_EQ(StopBackground(listener, SIGTERM), event + event);
 }
 
-class RespoolNoKernel : public transcript::TranscriptTest {};
+class RespoolNoKernel : public FileSwitchTest<7> {};
 
 TEST_F(RespoolNoKernel, CommandsFailWithTheKernelsStatus) {
   const std::string noKernel = OP_FAILED + "0xbad0101\n";
   Check({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", NK},
-      {"-f $F -A -p 7 dvs0", 0, "", NK},
       {"-f $F -k gold dvs0", 1, "",
        NK + "Fail to set the network resource pools list\n" + noKernel},
       {"-f $F -z '' -p 7 dvs0", 1, "", NK + noKernel},

@@ -12,15 +12,14 @@
 
 namespace {
 
-using transcript::DVS0_ID;
+using namespace transcript;
 using namespace transcript::lines;
 
 const std::string RV = "RUNTIME VOLATILE ";
 
-class RuntimeValues : public transcript::KernelTest {};
+class RuntimeValues : public KernelSwitchTest<7> {};
 
 TEST_F(RuntimeValues, ListingDecodesWhatTheHostWrote) {
-  CheckKernel({{"-a dvs0", 0, "", ""}, {"-A -p 7 dvs0", 0, "", ""}});
   CtlOk("set-prop dvs0 globalPropList com.corvane.common.upgrade u8:2");
   CtlOk("set-prop dvs0 globalPropList com.corvane.common.portset.mtu i32:9000 CONFIG");
   CtlOk("set-prop dvs0 globalPropList com.corvane.common.serviceinstance str:serviceinstances/");

@@ -27,8 +27,6 @@ extern char **environ;
 
 namespace transcript {
 
-const char NO_KERNEL_LOAD[] = "failed to get config data: No kernel switch module on this host\n";
-
 namespace {
 
 /* /dev/null is no directory, so no daemon can ever listen on this path. */
@@ -158,6 +156,12 @@ std::string ReadFile(const std::string &path) {
   return ss.str();
 }
 
+std::vector<std::string> Numbered(const std::string &prefix, int count) {
+  std::vector<std::string> names;
+  for (int i = 0; i < count; i++) names.push_back(prefix + std::to_string(i));
+  return names;
+}
+
 namespace lines {
 
 std::string Text(const std::string &key, const std::string &value, const std::string &flags) {
@@ -184,10 +188,16 @@ std::string NewPort(const std::string &name, const std::string &vlanKey, const s
          Text("com.corvane.common.port.block", "false") + Hex(vlanKey, "No VLAN");
 }
 
+std::string NewPortWithVlan(const std::string &name, const std::string &vlanKey,
+                            const std::string &policyLines) {
+  const std::string port = NewPort(name, vlanKey);
+  const size_t at = port.rfind("\t\t" + vlanKey + " = ");
+  EXPECT_NE(at, std::string::npos) << "the VLAN policy is no longer among a new port's lines";
+  return port.substr(0, at) + policyLines;
+}
+
 std::string NewPortHighVersion(const std::string &name) {
-  const std::string port = NewPort(name);
-  return port.substr(0, port.rfind("\t\t" + VSWITCH_VLAN + " = ")) +
-         Hex(VSWITCH_VLAN, "0x 0. 0 <repeats 7 times>");
+  return NewPortWithVlan(name, VSWITCH_VLAN, Hex(VSWITCH_VLAN, "0x 0. 0 <repeats 7 times>"));
 }
 
 std::string LongProp() {
@@ -195,6 +205,16 @@ std::string LongProp() {
 }
 
 }  // namespace lines
+
+std::vector<Row> SwitchRows(const std::string &prefix, const std::vector<std::string> &ports,
+                            const std::string &addArgs, const std::string &err) {
+  const std::string name = addArgs.substr(addArgs.rfind(' ') + 1);
+  std::vector<Row> rows = {{prefix + "-a " + addArgs, 0, "", err}};
+  for (const std::string &port : ports) {
+    rows.push_back({prefix + "-A -p " + port + " " + name, 0, "", err});
+  }
+  return rows;
+}
 
 void TranscriptTest::SetUp() {
   const char *base = getenv("TMPDIR");
@@ -251,6 +271,15 @@ void TranscriptTest::ExpectUsage(const std::string &commandLine, const std::stri
   EXPECT_EQ(r.exitStatus, 0);
   EXPECT_EQ(r.out.rfind("Warning: This is an unsupported command.", 0), 0u);
   EXPECT_EQ(r.err, Expand(err));
+}
+
+void TranscriptTest::MakeFileSwitch(const std::vector<std::string> &ports,
+                                    const std::string &addArgs, const RunOptions &options) const {
+  std::vector<Row> rows = {{"-f $F -i", 0, "", ""}};
+  const std::vector<Row> made =
+      SwitchRows("-f $F ", ports, addArgs, options.kernelSocket.empty() ? NK : "");
+  rows.insert(rows.end(), made.begin(), made.end());
+  Check(rows, options);
 }
 
 }  // namespace transcript

@@ -76,8 +76,13 @@ std::vector<std::string> SplitCommandLine(const std::string &line);
 /* Reads a whole file; empty when it cannot be read. */
 std::string ReadFile(const std::string &path);
 
+/* The names prefix0, prefix1, ... up to count of them (ports for MakeFileSwitch and the like). */
+std::vector<std::string> Numbered(const std::string &prefix, int count);
+
 /* The line the front end prints when it cannot read the kernel's state (no daemon). */
-extern const char NO_KERNEL_LOAD[];
+inline const std::string NK = "failed to get config data: No kernel switch module on this host\n";
+/* How the line of a command that failed begins; its status follows. */
+inline const std::string OP_FAILED = "Operation failed: status = ";
 
 /* The switch IDs that brakk derives from the names dvs0 and dvs1. */
 inline const std::string DVS0_ID = "64 76 73 30 00 00 00 00-00 00 00 00 00 00 00 00";
@@ -113,6 +118,12 @@ std::string Switch(const std::string &id, const std::string &alias,
 std::string NewPort(const std::string &name, const std::string &vlanKey = VSWITCH_VLAN,
                     const std::string &tag = "");
 /*
+ * The same port with its VLAN policy (the last of those four, which -v and
+ * the uplink commands rewrite in place) shown as policyLines instead.
+ */
+std::string NewPortWithVlan(const std::string &name, const std::string &vlanKey,
+                            const std::string &policyLines);
+/*
  * The same port on a switch of version above 99, whose listing hex-dumps
  * every vswitch key, the VLAN policy among them.
  */
@@ -129,6 +140,15 @@ struct Row {
   std::string out;
   std::string err;
 };
+
+/*
+ * The rows that add a switch and its ports: "-a addArgs" (the last word of
+ * addArgs names the switch), then "-A -p PORT" for each of ports, every
+ * command line starting with prefix; each succeeds silently but for err on
+ * standard error.
+ */
+std::vector<Row> SwitchRows(const std::string &prefix, const std::vector<std::string> &ports,
+                            const std::string &addArgs, const std::string &err);
 
 /*
  * A test with its own temporary directory, removed afterwards; commands
@@ -159,9 +179,41 @@ class TranscriptTest : public ::testing::Test {
   void ExpectUsage(const std::string &commandLine, const std::string &err,
                    const RunOptions &options = RunOptions()) const;
 
+  /*
+   * The opening of most file-mode tests, checked row by row: initialises $F
+   * with -i, adds a switch with -a addArgs (its last word names it) and then
+   * each of ports with -A. Each step prints nothing but the failed alias
+   * lookup of a host without the kernel module on standard error, and
+   * nothing at all when options reach a daemon.
+   */
+  void MakeFileSwitch(const std::vector<std::string> &ports = {},
+                      const std::string &addArgs = "dvs0",
+                      const RunOptions &options = RunOptions()) const;
+  /* Makes dvs0 and its ports where this kind of test sends its commands: here, in $F. */
+  virtual void MakeDvs0(const std::vector<std::string> &ports) const { MakeFileSwitch(ports); }
+
  private:
   std::string dir_;
 };
+
+/*
+ * A Base test (TranscriptTest or KernelTest) that starts with dvs0 and its
+ * ports Ports, made by Base's MakeDvs0 in SetUp; the test body does not run
+ * when that opening fails.
+ */
+template <typename Base, int... Ports>
+class WithDvs0 : public Base {
+ protected:
+  void SetUp() override {
+    ASSERT_NO_FATAL_FAILURE(Base::SetUp());
+    this->MakeDvs0({std::to_string(Ports)...});
+    ASSERT_FALSE(this->HasFailure()) << "the switch and its ports could not be made";
+  }
+};
+
+/* A test whose $F holds dvs0 with the ports Ports (FileSwitchTest<5, 6>). */
+template <int... Ports>
+using FileSwitchTest = WithDvs0<TranscriptTest, Ports...>;
 
 }  // namespace transcript
 

@@ -16,12 +16,9 @@
 
 namespace {
 
-using transcript::DVS0_ID;
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 using namespace transcript::lines;
 
-const std::string NK = NO_KERNEL_LOAD;
-const std::string OP_FAILED = "Operation failed: status = ";
 const std::string GLOBAL_LIST = "com.corvane.common.uplinkPorts";
 const std::string HOST_UPLINKS = "com.corvane.common.host.uplinkPorts";
 const std::string LACP = "com.corvane.etherswitch.lacp";
@@ -34,10 +31,8 @@ std::string List(const std::string &key, const std::string &names) {
 
 /* A port made by -U or --setLACP: a new etherswitch port with the uplink VLAN policy. */
 std::string UplinkPort(const std::string &name) {
-  std::string port = NewPort(name, ETHER_VLAN);
-  port.resize(port.find("\t\t" + ETHER_VLAN));
-  return port + "\t\t" + ETHER_VLAN + " = Guest VLAN tagging\n\t\t\tranges = 1-4094\n" +
-         "\t\t\tpropType = CONFIG \n";
+  return NewPortWithVlan(name, ETHER_VLAN,
+                         Decoded(ETHER_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 1-4094\n"));
 }
 
 std::string Teaming(const std::string &key, const std::string &policy, const std::string &link,
@@ -60,7 +55,7 @@ const std::string EXTRA_LAG1 =
     ":\n\t\t\tlag name:\t\t\tlag1\n\t\t\tlag timeout:\t\t\tfast\n"
     "\t\t\tport timeout:\t\t\tuplink0/slow\n\n\t\t\tpropType = CONFIG \n";
 
-class UplinkFileMode : public transcript::TranscriptTest {};
+class UplinkFileMode : public TranscriptTest {};
 
 TEST_F(UplinkFileMode, CommandsEditTheFileAndKernelReadsFail) {
   const std::string head = Switch(DVS0_ID, "dvs0", "etherswitch");
@@ -69,9 +64,8 @@ TEST_F(UplinkFileMode, CommandsEditTheFileAndKernelReadsFail) {
                                          "first uplink (i.e. explicit)",
                                          " link state up; beacon state ok;", " uplink0, uplink1,");
   const std::string noKernel = NK + OP_FAILED + "0xbad0101\n";
+  MakeFileSwitch({}, "-O 5 dvs0");
   Check({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a -O 5 dvs0", 0, "", NK},
       {"-f $F -U 2 dvs0", 0, "", NK},
       {"-f $F -U 0 dvs0", 255, "Unsupported number of uplink ports 0, outside 1-32\n", NK},
       {"-f $F -U 33 dvs0", 255, "Unsupported number of uplink ports 33, outside 1-32\n", NK},
@@ -111,20 +105,20 @@ TEST_F(UplinkFileMode, CommandsEditTheFileAndKernelReadsFail) {
           head + HOST_LIST + UplinkPort("uplink0") + UplinkPort("uplink1") + port7, NK}});
 }
 
-class UplinkKernelMode : public transcript::KernelTest {
+class UplinkKernelMode : public KernelTest {
  protected:
   /* -r of a global or host property of dvs0, expecting out. */
-  transcript::Row Read(const std::string &key, const std::string &target, const std::string &out) {
+  Row Read(const std::string &key, const std::string &target, const std::string &out) {
     return {"-r " + key + " -p " + target + " dvs0", 0, out, ""};
   }
 };
 
 TEST_F(UplinkKernelMode, UplinkPortsAndTeaming) {
-  const transcript::Row bothLists02[] = {
+  const Row bothLists02[] = {
       Read(GLOBAL_LIST, "globalPropList", List(GLOBAL_LIST, "uplink0, uplink2")),
       Read(HOST_UPLINKS, "hostPropList", List(HOST_UPLINKS, "uplink0, uplink2"))};
+  MakeKernelSwitch({}, "-O 5 dvs0");
   CheckKernel({
-      {"-a -O 5 dvs0", 0, "", ""},
       {"-a --className vswitch dvs1", 0, "", ""},
       {"-U 3 dvs0", 0, "", ""},
       {"-X -p uplink1 dvs0", 0, "", ""},
@@ -164,8 +158,8 @@ TEST_F(UplinkKernelMode, LacpGroupsFollowTheStoredTable) {
   std::string lags65;
   for (int i = 0; i < 65; i++)
     lags65 += "*l" + std::to_string(i) + ";" + std::to_string(i + 1) + ";0;1;1;";
+  MakeKernelSwitch({}, "-O 5 dvs0");
   CheckKernel({
-      {"-a -O 5 dvs0", 0, "", ""},
       {"-U 1 dvs0", 0, "", ""},
       {"--setLACP 'v2*lag1;1;2;1;3;*lag2;22;1;2;20;' dvs0", 0, "", ""},
       {"--cmdExec portcount dvs0", 0, "4\n", ""},
@@ -215,8 +209,8 @@ TEST_F(UplinkKernelMode, LacpGroupsFollowTheStoredTable) {
 }
 
 TEST_F(UplinkKernelMode, LagExtraConfiguration) {
+  MakeKernelSwitch();
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
       {"--configLAG '*lag1;1;1:1,2:uplink0.2,;' dvs0", 0, "", ""},
       Read(EXTRA, "hostPropList", EXTRA_LAG1),
       {"--configLAG 'lag1;1;1:1,;' dvs0", 7, "",
@@ -235,9 +229,8 @@ TEST_F(UplinkKernelMode, LagExtraConfiguration) {
 
 /* With a kernel on the host, file mode creates the LAG ports in the file. */
 TEST_F(UplinkKernelMode, FileModeBesideARunningKernel) {
+  MakeFileSwitch({}, "-O 5 dvs0", Kernel());
   CheckKernel({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a -O 5 dvs0", 0, "", ""},
       {"-f $F --setLACP 'v2*lag1;1;2;1;3;' dvs0", 0, "", ""},
       {"-f $F -l", 0,
        Switch(DVS0_ID, "dvs0", "etherswitch") + List(GLOBAL_LIST, "lag1-0, lag1-1") +

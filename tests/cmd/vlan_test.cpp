@@ -12,12 +12,9 @@
 
 namespace {
 
-using transcript::DVS0_ID;
-using transcript::DVS1_ID;
-using transcript::NO_KERNEL_LOAD;
+using namespace transcript;
 using namespace transcript::lines;
 
-const std::string OP_FAILED = "Operation failed: status = ";
 const std::string VS_PRIORITY = "com.corvane.vswitch.port.priority";
 const std::string PVLAN_MAP_LINES =
     "\t\t\t(100, 101) - isolated\n\t\t\t(100, 102) - community\n\t\t\t(100, 100) - promiscuous\n";
@@ -27,29 +24,13 @@ const std::string PVLAN_MAP_OUT =
     "pvlan map entry: primary=100, secondary=102, type=3\n"
     "pvlan map entry: primary=100, secondary=100, type=1\n";
 
-/*
- * A port as -A makes it, with its VLAN policy (the last of its initial
- * properties, rewritten in place by -v) shown as policyLines.
- */
-std::string PortWithVlan(const std::string &name, const std::string &vlanKey,
-                         const std::string &policyLines) {
-  std::string port = NewPort(name, vlanKey);
-  const size_t at = port.rfind("\t\t" + vlanKey + " = ");
-  EXPECT_NE(at, std::string::npos) << "the VLAN policy is no longer among a new port's lines";
-  return port.substr(0, at) + policyLines;
-}
-
-class VlanFile : public transcript::TranscriptTest {
+class VlanFile : public FileSwitchTest<7> {
  protected:
-  const std::string NK = NO_KERNEL_LOAD;
 };
 
 TEST_F(VlanFile, SetsPolicyPriorityAndMapByClass) {
   const std::string bad = "bad vlan specification: ',' outside the range field: ";
   Check({
-      {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", NK},
-      {"-f $F -A -p 7 dvs0", 0, "", NK},
       {"-f $F -a --className etherswitch dvs1", 0, "", NK},
       {"-f $F -A -p 3 dvs1", 0, "", NK},
       {"-f $F -v '10;t5;100-200,300' -p 7 dvs0", 0, "", NK},
@@ -66,24 +47,22 @@ TEST_F(VlanFile, SetsPolicyPriorityAndMapByClass) {
       {"-f $F -l", 0,
        Switch(DVS0_ID, "dvs0") + Decoded("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
            HOST_LIST +
-           PortWithVlan(
+           NewPortWithVlan(
                "7", VSWITCH_VLAN,
                Decoded(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 100-200 300\n")) +
            Hex(VS_PRIORITY, "0x 5. 0 <repeats 3 times>") + Switch(DVS1_ID, "dvs1", "etherswitch") +
            Decoded("com.corvane.etherswitch.pvlanMap:", "") + HOST_LIST +
-           PortWithVlan("3", ETHER_VLAN, Decoded(ETHER_VLAN + " = PVLAN 20", "")) +
+           NewPortWithVlan("3", ETHER_VLAN, Decoded(ETHER_VLAN + " = PVLAN 20", "")) +
            Hex("com.corvane.etherswitch.port.priority", "0x 2. 0 <repeats 3 times>"),
        ""},
   });
 }
 
-class VlanKernel : public transcript::KernelTest {};
+class VlanKernel : public KernelSwitchTest<7> {};
 
 TEST_F(VlanKernel, WritesTheKernelListsTheVolatileVlanAndReportsFailedWrites) {
   const std::string guest = Decoded(VSWITCH_VLAN + " = Guest VLAN tagging", "\t\t\tranges = 0\n");
   CheckKernel({
-      {"-a dvs0", 0, "", ""},
-      {"-A -p 7 dvs0", 0, "", ""},
       {"-v '10;t;' -p 7 dvs0", 0, "", ""},
       {"-r " + VSWITCH_VLAN + " -p 7 dvs0", 0, guest, ""},
       {"-v 5 -p 9 dvs0", 3, "", OP_FAILED + "0xbad0003\n"},
@@ -96,7 +75,7 @@ TEST_F(VlanKernel, WritesTheKernelListsTheVolatileVlanAndReportsFailedWrites) {
   CheckKernel({
       {"-l dvs0", 0,
        Switch(DVS0_ID, "dvs0") + Decoded("com.corvane.vswitch.pvlanMap:", PVLAN_MAP_LINES) +
-           HOST_LIST + PortWithVlan("7", VSWITCH_VLAN, guest) +
+           HOST_LIST + NewPortWithVlan("7", VSWITCH_VLAN, guest) +
            Decoded("com.corvane.common.port.volatile.vlan = VLAN 12", "\t\t\tranges = 5 6-8\n",
                    "RUNTIME VOLATILE "),
        ""},

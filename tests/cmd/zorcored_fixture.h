@@ -46,6 +46,16 @@ class KernelTest : public TranscriptTest {
   RunOptions Kernel() const;
   /* Runs the rows against this test's daemon. */
   void CheckKernel(const std::vector<Row> &rows) const { Check(rows, Kernel()); }
+  /*
+   * Adds a switch to the daemon's kernel with -a addArgs (its last word
+   * names it) and then each of ports with -A, checking that every step
+   * succeeds silently.
+   */
+  void MakeKernelSwitch(const std::vector<std::string> &ports = {},
+                        const std::string &addArgs = "dvs0") const {
+    CheckKernel(SwitchRows("", ports, addArgs, ""));
+  }
+  void MakeDvs0(const std::vector<std::string> &ports) const override { MakeKernelSwitch(ports); }
 
   /*
    * Starts zorcored (waits until its socket is up), with --testing unless
@@ -90,6 +100,10 @@ class KernelTest : public TranscriptTest {
 
   pid_t daemon_ = -1;
 };
+
+/* A test whose daemon's kernel holds dvs0 with the ports Ports (KernelSwitchTest<7>). */
+template <int... Ports>
+using KernelSwitchTest = WithDvs0<KernelTest, Ports...>;
 
 }  // namespace transcript
 
