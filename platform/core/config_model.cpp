@@ -23,6 +23,8 @@
 #include <algorithm>
 #include <new>
 
+#include "big_alloc.h"
+
 namespace zor {
 
 namespace {

@@ -18,17 +18,6 @@
 
 namespace zor {
 
-/*
- * Allocates a block of n bytes for a whole configuration, a file's bytes or
- * a serialised state; the caller releases it with free(). Blocks of a
- * megabyte or more are whole 2 MiB pages, aligned and advised to use huge
- * pages, because on the virtual machines this runs on a small-page fault
- * costs some 12 us: filling a 7 MB block in small pages takes longer than
- * a whole edit does with huge pages (docs/performance.md has the figures).
- * Returns null when memory runs out.
- */
-void *BigAlloc(size_t n);
-
 /* CRC-32C (Castagnoli) of len bytes, continuing from crc (0 to start). */
 uint32_t Crc32(const void *data, size_t len, uint32_t crc = 0);
 /* The same checksum computed without the processor's CRC instruction. */
