@@ -29,6 +29,11 @@ namespace zor {
 
 namespace {
 
+/* Where a block header's length and checksum sit; BeginBlock writes the fields before them. */
+constexpr size_t BODY_LEN_AT = 8;
+constexpr size_t CRC_AT = 12;
+static_assert(CRC_AT + 4 == HEADER_LEN);
+
 /* Ports added after the section are found through an index once there are more than this many. */
 constexpr size_t PORT_INDEX_FROM = 16;
 
@@ -400,11 +405,8 @@ void FinishBlock(ByteBuf *out, size_t start) {
   if (out->Size() < start + HEADER_LEN) return;
   uint8_t *h = out->Data() + start;
   size_t bodyLen = out->Size() - start - HEADER_LEN;
-  uint32_t crc = Crc32(h + HEADER_LEN, bodyLen);
-  for (int i = 0; i < 4; i++) {
-    h[8 + i] = static_cast<uint8_t>(bodyLen >> (8 * i));
-    h[12 + i] = static_cast<uint8_t>(crc >> (8 * i));
-  }
+  PutU32(h, HEADER_LEN, BODY_LEN_AT, static_cast<uint32_t>(bodyLen));
+  PutU32(h, HEADER_LEN, CRC_AT, Crc32(h + HEADER_LEN, bodyLen));
 }
 
 ZOR_ReturnStatus OpenBlock(const void *data, uint32_t len, uint32_t magic, WireReader *body) {

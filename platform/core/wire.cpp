@@ -57,8 +57,8 @@ uint32_t CrcSoftware(const uint8_t *p, size_t len, uint32_t crc) {
 __attribute__((target("sse4.2"))) uint32_t CrcHardware(const uint8_t *p, size_t len, uint32_t crc) {
   uint64_t c = crc;
   while (len >= 8) {
-    uint64_t v;
-    memcpy(&v, p, 8);
+    uint64_t v = 0;
+    GetU64(p, len, 0, &v); /* the instruction takes the first byte as the lowest */
     c = __builtin_ia32_crc32di(c, v);
     p += 8;
     len -= 8;
