@@ -459,7 +459,7 @@ ZOR_ReturnStatus ConfigModel::Deserialize(const void *data, uint32_t len) {
    * checks; any other block is checked in full. A file-mode command that
    * names its switch by alias loads the kernel's state to look the alias
    * up, then the file, and while the kernel holds the same configuration
-   * those are the same bytes: without this, that edit takes 16 % longer
+   * those are the same bytes: without this, that edit takes 16 to 20 % longer
    * (bench/techniques.sh, "alias"). A command by switch ID loads once and
    * gains about 1 %.
    */

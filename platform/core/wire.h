@@ -24,9 +24,9 @@ namespace zor {
 namespace wire_detail {
 
 /*
- * The byte shifts are spelt out for each byte (a fold over the byte
- * indices, not a loop) so that the compiler turns them into one load or
- * store, as it does not for a loop at -O2.
+ * The shifts are spelt out byte by byte (a fold over the byte indices) so
+ * that the compiler merges them into one load or store; a loop over the
+ * bytes is not always unrolled first, and then stays a loop.
  */
 template <typename T, size_t... I>
 void Store(uint8_t *p, T v, std::index_sequence<I...>) {
