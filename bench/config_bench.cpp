@@ -54,7 +54,10 @@ void BM_Load(benchmark::State &state) {
   state.counters["bytes"] = static_cast<double>(blob.size());
 }
 
-/* Loads of the same bytes again, as a file-mode command makes: the second load of an edit. */
+/*
+ * Loads of the same bytes again, as a file-mode command by switch alias makes while the
+ * kernel holds the same configuration: the file after the kernel's state.
+ */
 void BM_Reload(benchmark::State &state) {
   const std::string blob = Blob(16, static_cast<int>(state.range(0)));
   DVSState_ConfigDeserialize(blob.data(), static_cast<uint32_t>(blob.size()));

@@ -42,6 +42,7 @@
 
 #include <string>
 
+#include "core/big_alloc.h"
 #include "core/config_model.h"
 #include "core/files.h"
 #include "core/wire.h"

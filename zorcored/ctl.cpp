@@ -298,11 +298,20 @@ int CmdHelp(const CtlContext &) {
   return 0;
 }
 
-/* Appends the little-endian low width bytes of v. */
-void PutLe(ByteBuf *out, uint64_t v, int width) {
-  for (int i = 0; i < width; i++) {
-    uint8_t b = static_cast<uint8_t>(v >> (8 * i));
-    out->Append(&b, 1);
+/* Appends v as a little-endian number of width bytes (1, 2, 4 or 8); v fits that width. */
+void PutNumber(WireWriter &w, uint64_t v, int width) {
+  switch (width) {
+    case 1:
+      w.U8(static_cast<uint8_t>(v));
+      break;
+    case 2:
+      w.U16(static_cast<uint16_t>(v));
+      break;
+    case 4:
+      w.U32(static_cast<uint32_t>(v));
+      break;
+    default:
+      w.U64(v);
   }
 }
 
@@ -317,6 +326,7 @@ int HexDigit(char c) {
 
 bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
   out->Clear();
+  WireWriter w(out);
   while (!text.empty()) {
     size_t colon = text.find(':');
     if (colon == std::string_view::npos) {
@@ -326,8 +336,8 @@ bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
     std::string_view type = text.substr(0, colon);
     std::string_view rest = text.substr(colon + 1);
     if (type == "str") {
-      out->Append(rest.data(), rest.size());
-      out->Append("", 1);
+      w.Bytes(rest.data(), rest.size());
+      w.U8(0);
       return true;
     }
     size_t comma = rest.find(',');
@@ -349,8 +359,7 @@ bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
           *error = "not a hex digit";
           return false;
         }
-        uint8_t b = static_cast<uint8_t>(hi * 16 + lo);
-        out->Append(&b, 1);
+        w.U8(static_cast<uint8_t>(hi * 16 + lo));
       }
       continue;
     }
@@ -363,7 +372,7 @@ bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
         *error = "not a 32-bit signed number";
         return false;
       }
-      PutLe(out, static_cast<uint64_t>(v), 4);
+      w.U32(static_cast<uint32_t>(static_cast<int32_t>(v)));
       continue;
     }
     uint64_t v;
@@ -377,7 +386,7 @@ bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
         *error = "too many zero bytes";
         return false;
       }
-      for (uint64_t i = 0; i < v; i++) out->Append("", 1);
+      for (uint64_t i = 0; i < v; i++) w.U8(0);
       continue;
     }
     if (width == 0) {
@@ -388,7 +397,7 @@ bool CtlParseValue(std::string_view text, ByteBuf *out, std::string *error) {
       *error = "number too large for its width";
       return false;
     }
-    PutLe(out, v, width);
+    PutNumber(w, v, width);
   }
   return true;
 }

@@ -144,14 +144,13 @@ ZOR_ReturnStatus SendParts(int fd, const Part *parts, size_t count, int timeoutM
   return 0;
 }
 
-uint32_t GetU32(const uint8_t *p) {
-  return static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
-         (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24);
-}
-
-void PutU32(uint8_t *p, uint32_t v) {
-  for (int i = 0; i < 4; i++) p[i] = static_cast<uint8_t>(v >> (8 * i));
-}
+/* Where the header's fields sit (protocol.h draws the header). */
+constexpr size_t MAGIC_AT = 0;
+constexpr size_t VERSION_AT = 4;
+constexpr size_t OP_AT = 6;
+constexpr size_t STATUS_AT = 8;
+constexpr size_t BODY_LEN_AT = 12;
+static_assert(BODY_LEN_AT + 4 == FRAME_HEADER_LEN);
 
 }  // namespace
 
@@ -179,22 +178,23 @@ const OpInfo *OpTable(size_t *count) {
 }
 
 void HeaderEncode(const FrameHeader &h, uint8_t out[FRAME_HEADER_LEN]) {
-  PutU32(out, FRAME_MAGIC);
-  out[4] = static_cast<uint8_t>(PROTOCOL_VERSION);
-  out[5] = static_cast<uint8_t>(PROTOCOL_VERSION >> 8);
-  out[6] = static_cast<uint8_t>(h.op);
-  out[7] = static_cast<uint8_t>(h.op >> 8);
-  PutU32(out + 8, h.status);
-  PutU32(out + 12, h.bodyLen);
+  PutU32(out, FRAME_HEADER_LEN, MAGIC_AT, FRAME_MAGIC);
+  PutU16(out, FRAME_HEADER_LEN, VERSION_AT, PROTOCOL_VERSION);
+  PutU16(out, FRAME_HEADER_LEN, OP_AT, h.op);
+  PutU32(out, FRAME_HEADER_LEN, STATUS_AT, h.status);
+  PutU32(out, FRAME_HEADER_LEN, BODY_LEN_AT, h.bodyLen);
 }
 
 ZOR_ReturnStatus HeaderDecode(const uint8_t in[FRAME_HEADER_LEN], FrameHeader *h) {
-  if (GetU32(in) != FRAME_MAGIC) return ZOR_NOT_A_CONFIG;
-  uint16_t version = static_cast<uint16_t>(in[4] | (in[5] << 8));
+  uint32_t magic = 0;
+  uint16_t version = 0;
+  GetU32(in, FRAME_HEADER_LEN, MAGIC_AT, &magic);
+  GetU16(in, FRAME_HEADER_LEN, VERSION_AT, &version);
+  if (magic != FRAME_MAGIC) return ZOR_NOT_A_CONFIG;
   if (version != PROTOCOL_VERSION) return ZOR_BAD_VERSION;
-  h->op = static_cast<uint16_t>(in[6] | (in[7] << 8));
-  h->status = GetU32(in + 8);
-  h->bodyLen = GetU32(in + 12);
+  GetU16(in, FRAME_HEADER_LEN, OP_AT, &h->op);
+  GetU32(in, FRAME_HEADER_LEN, STATUS_AT, &h->status);
+  GetU32(in, FRAME_HEADER_LEN, BODY_LEN_AT, &h->bodyLen);
   if (h->bodyLen > FRAME_BODY_MAX) return ZOR_TOO_LARGE;
   return 0;
 }
@@ -212,8 +212,7 @@ bool FrameFinish(ByteBuf *out) {
   if (out->Size() < FRAME_HEADER_LEN) return false;
   size_t body = out->Size() - FRAME_HEADER_LEN;
   if (body > FRAME_BODY_MAX) return false;
-  PutU32(out->Data() + 12, static_cast<uint32_t>(body));
-  return true;
+  return PutU32(out->Data(), out->Size(), BODY_LEN_AT, static_cast<uint32_t>(body));
 }
 
 ZOR_ReturnStatus ReadText(WireReader &r, std::string *out) {

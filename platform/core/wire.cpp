@@ -1,37 +1,16 @@
 /*
  * wire.cpp --
  *
- *    Large blocks, byte blocks and the CRC-32C checksum of serialised data.
+ *    Byte blocks and the CRC-32C checksum of serialised data.
  */
 
 #include "wire.h"
 
 #include <stdlib.h>
-#include <sys/mman.h>
+
+#include "big_alloc.h"
 
 namespace zor {
-
-namespace {
-constexpr size_t kHugePage = 2u << 20;
-constexpr size_t kBigBlock = 1u << 20;
-}  // namespace
-
-void *BigAlloc(size_t n) {
-  if (n < kBigBlock) return malloc(n ? n : 1);
-  /*
-   * A whole number of aligned huge pages: a block that ended inside a huge
-   * page would take that last part in small pages, one fault each. Page
-   * faults cost several microseconds on the virtual machines this runs on;
-   * with plain malloc blocks the edit of 16 x 1024 ports takes 3.6 times as
-   * long and its listing 2.1 times (bench/techniques.sh).
-   */
-  const size_t size = (n + kHugePage - 1) & ~(kHugePage - 1);
-  void *p = nullptr;
-  if (posix_memalign(&p, kHugePage, size) != 0) return nullptr;
-  /* Advice only: without huge pages the block works the same. */
-  madvise(p, size, MADV_HUGEPAGE);
-  return p;
-}
 
 bool ByteBuf::Reserve(size_t n) {
   if (cap_ - len_ >= n) return true;
@@ -78,8 +57,8 @@ uint32_t CrcSoftware(const uint8_t *p, size_t len, uint32_t crc) {
 __attribute__((target("sse4.2"))) uint32_t CrcHardware(const uint8_t *p, size_t len, uint32_t crc) {
   uint64_t c = crc;
   while (len >= 8) {
-    uint64_t v;
-    memcpy(&v, p, 8);
+    uint64_t v = 0;
+    GetU64(p, len, 0, &v); /* the instruction takes the first byte as the lowest */
     c = __builtin_ia32_crc32di(c, v);
     p += 8;
     len -= 8;

@@ -1,8 +1,10 @@
 /*
  * wire.h --
  *
- *    Little-endian encoding helpers for serialised blocks and channel
- *    frames: an appending writer, a bounds-checked reader and CRC-32.
+ *    The platform's one little-endian codec, used by the serialised blocks,
+ *    the channel frames and zorcored alike: fixed-offset fields of a
+ *    caller's block, an appending writer, a bounds-checked reader, and the
+ *    CRC-32C checksum of serialised data.
  */
 
 #ifndef PLATFORM_CORE_WIRE_H
@@ -15,19 +17,75 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zor {
 
+namespace wire_detail {
+
 /*
- * Allocates a block of n bytes for a whole configuration, a file's bytes or
- * a serialised state; the caller releases it with free(). Blocks of a
- * megabyte or more are whole 2 MiB pages, aligned and advised to use huge
- * pages, because on the virtual machines this runs on a small-page fault
- * costs some 12 us: filling a 7 MB block in small pages takes longer than
- * a whole edit does with huge pages (docs/performance.md has the figures).
- * Returns null when memory runs out.
+ * The shifts are spelt out byte by byte (a fold over the byte indices) so
+ * that the compiler merges them into one load or store; a loop over the
+ * bytes is not always unrolled first, and then stays a loop.
  */
-void *BigAlloc(size_t n);
+template <typename T, size_t... I>
+void Store(uint8_t *p, T v, std::index_sequence<I...>) {
+  ((p[I] = static_cast<uint8_t>(v >> (8 * I))), ...);
+}
+
+template <typename T, size_t... I>
+T Load(const uint8_t *p, std::index_sequence<I...>) {
+  return static_cast<T>((... | (static_cast<T>(p[I]) << (8 * I))));
+}
+
+template <typename T>
+bool Fits(size_t len, size_t off) {
+  return off <= len && sizeof(T) <= len - off;
+}
+
+template <typename T>
+bool Put(void *block, size_t len, size_t off, T v) {
+  if (!Fits<T>(len, off)) return false;
+  Store(static_cast<uint8_t *>(block) + off, v, std::make_index_sequence<sizeof(T)>());
+  return true;
+}
+
+template <typename T>
+bool Get(const void *block, size_t len, size_t off, T *v) {
+  if (!Fits<T>(len, off)) return false;
+  *v = Load<T>(static_cast<const uint8_t *>(block) + off, std::make_index_sequence<sizeof(T)>());
+  return true;
+}
+
+}  // namespace wire_detail
+
+/*
+ * Fixed-offset access to the little-endian fields of a caller's block of
+ * len bytes, for headers whose fields sit at known offsets. A put writes v
+ * at offset off; a get reads the field at off into *v. A field that does
+ * not lie wholly inside the block is refused: the call returns false and
+ * touches neither the block nor *v. WireWriter and WireReader are built on
+ * these, so this is the one place where the platform and zorcored turn
+ * numbers into bytes and back.
+ */
+inline bool PutU16(void *block, size_t len, size_t off, uint16_t v) {
+  return wire_detail::Put(block, len, off, v);
+}
+inline bool PutU32(void *block, size_t len, size_t off, uint32_t v) {
+  return wire_detail::Put(block, len, off, v);
+}
+inline bool PutU64(void *block, size_t len, size_t off, uint64_t v) {
+  return wire_detail::Put(block, len, off, v);
+}
+inline bool GetU16(const void *block, size_t len, size_t off, uint16_t *v) {
+  return wire_detail::Get(block, len, off, v);
+}
+inline bool GetU32(const void *block, size_t len, size_t off, uint32_t *v) {
+  return wire_detail::Get(block, len, off, v);
+}
+inline bool GetU64(const void *block, size_t len, size_t off, uint64_t *v) {
+  return wire_detail::Get(block, len, off, v);
+}
 
 /* CRC-32C (Castagnoli) of len bytes, continuing from crc (0 to start). */
 uint32_t Crc32(const void *data, size_t len, uint32_t crc = 0);
@@ -89,19 +147,9 @@ class WireWriter {
   explicit WireWriter(ByteBuf *out = nullptr) : out_(out) {}
   bool Ok() const { return ok_; }
   void U8(uint8_t v) { Bytes(&v, 1); }
-  void U16(uint16_t v) {
-    uint8_t b[2] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)};
-    Bytes(b, 2);
-  }
-  void U32(uint32_t v) {
-    uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8),
-                    static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 24)};
-    Bytes(b, 4);
-  }
-  void U64(uint64_t v) {
-    U32(static_cast<uint32_t>(v));
-    U32(static_cast<uint32_t>(v >> 32));
-  }
+  void U16(uint16_t v) { Field(v); }
+  void U32(uint32_t v) { Field(v); }
+  void U64(uint64_t v) { Field(v); }
   void Bytes(const void *p, size_t n) {
     count_ += n;
     if (out_ && ok_ && !out_->Append(p, n)) ok_ = false;
@@ -115,6 +163,13 @@ class WireWriter {
   size_t Count() const { return count_; }
 
  private:
+  template <typename T>
+  void Field(T v) {
+    uint8_t b[sizeof(T)];
+    wire_detail::Put(b, sizeof b, 0, v);
+    Bytes(b, sizeof b);
+  }
+
   ByteBuf *out_;
   size_t count_ = 0;
   bool ok_ = true;
@@ -122,9 +177,9 @@ class WireWriter {
 
 /*
  * Reads little-endian values from a byte range. Every read checks the
- * remaining length; after the first short read the reader is failed and
- * all later reads fail too, so callers may check Ok() once at the end of a
- * group of reads.
+ * remaining length: a short read consumes nothing and returns 0 (or an
+ * empty view), and after it the reader is failed and all later reads fail
+ * too, so callers may check Ok() once at the end of a group of reads.
  */
 class WireReader {
  public:
@@ -138,24 +193,9 @@ class WireReader {
     if (!Need(1)) return 0;
     return *p_++;
   }
-  uint16_t U16() {
-    if (!Need(2)) return 0;
-    uint16_t v = static_cast<uint16_t>(p_[0] | (p_[1] << 8));
-    p_ += 2;
-    return v;
-  }
-  uint32_t U32() {
-    if (!Need(4)) return 0;
-    uint32_t v = static_cast<uint32_t>(p_[0]) | (static_cast<uint32_t>(p_[1]) << 8) |
-                 (static_cast<uint32_t>(p_[2]) << 16) | (static_cast<uint32_t>(p_[3]) << 24);
-    p_ += 4;
-    return v;
-  }
-  uint64_t U64() {
-    uint64_t lo = U32();
-    uint64_t hi = U32();
-    return lo | (hi << 32);
-  }
+  uint16_t U16() { return Field<uint16_t>(); }
+  uint32_t U32() { return Field<uint32_t>(); }
+  uint64_t U64() { return Field<uint64_t>(); }
   /* Returns a view of the next n bytes, or an empty view when short. */
   std::string_view Bytes(size_t n) {
     if (!Need(n)) return {};
@@ -171,6 +211,17 @@ class WireReader {
   void Fail() { ok_ = false; }
 
  private:
+  /* The next field, or 0 (nothing consumed) when fewer bytes than it needs remain. */
+  template <typename T>
+  T Field() {
+    T v = 0;
+    if (!ok_ || !wire_detail::Get(p_, Remaining(), 0, &v)) {
+      ok_ = false;
+      return 0;
+    }
+    p_ += sizeof(T);
+    return v;
+  }
   bool Need(size_t n) {
     if (!ok_ || Remaining() < n) {
       ok_ = false;
