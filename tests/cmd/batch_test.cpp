@@ -51,7 +51,8 @@ class FileBatch : public Batches<FileSwitchTest<5>> {
 
 TEST_F(FileBatch, AppliesItsLinesInOrderAndSavesOnce) {
   const std::string batch = Batch(
-      "# two ports, a property with blanks and quotes, a VLAN trunk\n"
+      "# a switch, two ports, a property with blanks and quotes, a VLAN trunk\n"
+      "-a -p 9 dvs1\n"
       "-A -p 6 dvs0\n"
       "\n"
       "  -s 'note=a b' -p 5 dvs0   # a comment\n"
@@ -69,6 +70,7 @@ TEST_F(FileBatch, AppliesItsLinesInOrderAndSavesOnce) {
        Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("5") + Text("note", "a b") + port6 +
            NewPort("7"),
        NK},
+      {"-f $F -l dvs1", 0, Switch(DVS1_ID, "dvs1") + HOST_LIST, NK},
   });
 }
 

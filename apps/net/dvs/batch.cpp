@@ -439,6 +439,7 @@ LineEnd RunLine(const Batch &batch, const BatchLine &line, const StateOps &state
   LineArgs args(batch, line);
   Invocation inv;
   Cli_ParseOptions(args.Count(), args.argv.data(), inv); /* it passed before */
+  if (optind < args.Count()) inv.switchArgument = args.argv[optind];
   const char *sw = line.switchId >= 0 ? batch.ids.texts[line.switchId].c_str() : nullptr;
   const CommandRow &row = Cli_CommandRow(inv.command);
   CommandContext ctx{sw, SWITCH_CLASS_NONE, nullptr, 0, inv, state, kernel, events};
