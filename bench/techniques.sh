@@ -34,7 +34,7 @@ if old not in s: sys.exit(f"{p}: the text to switch the technique off is gone; u
 open(p, 'w').write(s.replace(old, new, 1))
 PY
   fi
-  cmake -S "$DIR/$1" -B "$DIR/$1/b" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+  cmake -S "$DIR/$1" -B "$DIR/$1/b" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON -DBUILD_TESTING=OFF \
     -DBRAKK_BENCH=OFF >/dev/null
   ninja -C "$DIR/$1/b" brakk zorcored >/dev/null
 }
@@ -45,7 +45,7 @@ variant huge platform/core/wire.cpp "if (n < kBigBlock)" "if (true)"
 variant crc platform/core/wire.cpp "if (HaveHardwareCrc())" "if (false)"
 variant share zorcored/kernel.cpp "reply->shared = stateCache_;" "reply->shared = stateCache_; stateCache_.reset();"
 
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON >/dev/null
 ninja -C build-bench mkconfig >/dev/null
 build-bench/bench/mkconfig "$DIR/big.db" 16 1024 8 >/dev/null
 export ZORCORE_SOCKET=$DIR/none.sock

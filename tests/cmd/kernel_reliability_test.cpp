@@ -646,6 +646,42 @@ TEST_F(Reliability, SocketGroupMembersAreServed) {
             "failed to get config data: Permission denied\n");
 }
 
+// Under systemd (Type=notify) the daemon says it is ready once its socket
+// accepts clients, and that it is stopping when it stops.
+TEST_F(Reliability, ReadinessIsToldOnceTheSocketServes) {
+#ifndef ZORCORED_NOTIFIES
+  GTEST_SKIP() << "zorcored is built without libsystemd";
+#else
+  ASSERT_EQ(StopDaemon(), 0);
+  unlink(Socket().c_str());
+  const int notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  struct sockaddr_un addr = {};
+  addr.sun_family = AF_UNIX;
+  const std::string notifyPath = PathOf("notify");
+  ASSERT_LT(notifyPath.size(), sizeof(addr.sun_path));
+  memcpy(addr.sun_path, notifyPath.c_str(), notifyPath.size());
+  ASSERT_EQ(bind(notify, reinterpret_cast<struct sockaddr *>(&addr), sizeof(addr)), 0);
+  const auto next = [&] {
+    struct pollfd p = {notify, POLLIN, 0};
+    char buf[256];
+    if (poll(&p, 1, 10000) != 1) return std::string("(nothing)");
+    const ssize_t n = recv(notify, buf, sizeof(buf), 0);
+    return n > 0 ? std::string(buf, static_cast<size_t>(n)) : std::string("(error)");
+  };
+  const pid_t pid =
+      transcript::Spawn(ZORCORED_BIN, {"zorcored", "--socket", Socket(), "--state-dir", StateDir()},
+                        {"NOTIFY_SOCKET=" + notifyPath}, Dir(), 2, 2);
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(next(), "READY=1");
+  CheckKernel({{"-a dvs0", 0, "", ""}});
+  kill(pid, SIGTERM);
+  EXPECT_EQ(next(), "STOPPING=1");
+  const int status = transcript::Reap(pid, 20000);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  close(notify);
+#endif
+}
+
 // A daemon started by hand removes the socket directories it made when it
 // stops (a directory that was there before stays); one given a group that
 // does not exist does not start.
