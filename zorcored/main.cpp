@@ -126,9 +126,8 @@ bool SomeoneListens(const std::string &path) {
  * Creates the listening socket under a temporary name and renames it to
  * path once it listens, so that path appears only when the daemon can
  * serve. The socket's mode is 0600, or 0660 with the group group when
- * there is one (the daemon's own group needs no change of owner, so a
- * daemon whose group it is needs no right to change owners). Returns the
- * socket, or -1 after printing why.
+ * there is one; a daemon may give its socket a group that it belongs to
+ * without any capability. Returns the socket, or -1 after printing why.
  */
 int Listen(const std::string &path, gid_t group) {
   std::string temp = path + "." + std::to_string(getpid()) + ".new";
