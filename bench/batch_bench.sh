@@ -22,7 +22,7 @@ for p in hyperfine time; do
   command -v "$p" >/dev/null || [ -x /usr/bin/$p ] ||
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "$p" >/dev/null
 done
-[ -f "$BUILD/build.ninja" ] || cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+[ -f "$BUILD/build.ninja" ] || cmake -S . -B "$BUILD" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON >/dev/null
 ninja -C "$BUILD" brakk zorcored mkconfig floor >/dev/null
 B=$PWD/$BUILD
 BRAKK=$B/apps/net/dvs/brakk

@@ -31,7 +31,7 @@ trap 'pkill -f "$DIR/.*/zorcored" 2>/dev/null || true' EXIT
 build() {
   mkdir -p "$DIR/$1"
   git archive "$2" | tar -x -C "$DIR/$1"
-  cmake -S "$DIR/$1" -B "$DIR/$1/b" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+  cmake -S "$DIR/$1" -B "$DIR/$1/b" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON -DBUILD_TESTING=OFF \
     >/dev/null
   ninja -C "$DIR/$1/b" brakk zorcored mkconfig floor >/dev/null
 }

@@ -23,7 +23,7 @@ for p in hyperfine time; do
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq "$p" >/dev/null
 done
 
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON >/dev/null
 ninja -C build-bench brakk mkconfig floor >/dev/null
 B=$PWD/build-bench
 rm -rf "$DIR"; mkdir -p "$DIR"

@@ -15,7 +15,7 @@ case "$DIR" in /tmp/?*) ;; *) echo "DIR must be under /tmp" >&2; exit 1;; esac
 
 scripts/deps.sh
 command -v hyperfine >/dev/null || DEBIAN_FRONTEND=noninteractive apt-get install -y -qq hyperfine >/dev/null
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON >/dev/null
 ninja -C build-bench brakk zorcored mkconfig channel_bench >/dev/null
 B=$PWD/build-bench
 BRAKK=$B/apps/net/dvs/brakk

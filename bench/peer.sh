@@ -25,7 +25,7 @@ if ! command -v ovs-vsctl >/dev/null || ! command -v hyperfine >/dev/null; then
   [ -z "${added:-}" ] || rm -f $policy
 fi
 
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON >/dev/null
 ninja -C build-bench brakk mkconfig >/dev/null
 BRAKK=$PWD/build-bench/apps/net/dvs/brakk
 

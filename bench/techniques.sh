@@ -62,8 +62,8 @@ if old not in s: sys.exit(f"{p}: the text to switch the technique off is gone; u
 open(p, 'w').write(s.replace(old, new, 1))
 PY
   fi
-  cmake -S "$DIR/$1" -B "$DIR/$1/b" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
-    -DBRAKK_BENCH=OFF >/dev/null
+  cmake -S "$DIR/$1" -B "$DIR/$1/b" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON \
+    -DBUILD_TESTING=OFF -DBRAKK_BENCH=OFF >/dev/null
   ninja -C "$DIR/$1/b" -j "$JOBS" brakk zorcored >/dev/null
 }
 variant base "" "" ""
@@ -85,7 +85,7 @@ if wants share; then
     "reply->shared = stateCache_; stateCache_.reset();"
 fi
 
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_STATIC=ON >/dev/null
 ninja -C build-bench -j "$JOBS" mkconfig >/dev/null
 build-bench/bench/mkconfig "$DIR/big.db" 16 1024 8 >/dev/null
 export ZORCORE_SOCKET=$DIR/none.sock

@@ -8,6 +8,7 @@
 #include "channel.h"
 
 #include <poll.h>
+#include <stdio.h>
 #include <unistd.h>
 
 namespace zor::chan {
@@ -44,10 +45,29 @@ bool CallConnectionUsable() {
   return true;
 }
 
+/*
+ * The statuses say only "Permission denied": when the socket file keeps
+ * this user out, one line (once per process) names the socket, so that
+ * an administrator knows which group to join or which mode to check.
+ */
+void ReportRefusedSocket(const char *path) {
+  static bool reported = false;
+  if (reported) return;
+  reported = true;
+  fprintf(stderr,
+          "permission denied: cannot connect to zorcored at %s (kernel mode is for the "
+          "socket's owner and group)\n",
+          path);
+}
+
 }  // namespace
 
 ZOR_ReturnStatus OpenConnection(int *fd) {
-  return ConnectDaemon(SocketPath(), TimeoutMs(), fd);
+  const char *path = SocketPath();
+  bool socketRefused = false;
+  ZOR_ReturnStatus st = ConnectDaemon(path, TimeoutMs(), fd, &socketRefused);
+  if (socketRefused) ReportRefusedSocket(path);
+  return st;
 }
 
 ZOR_ReturnStatus Call(uint16_t op, const void *body, size_t bodyLen, ByteBuf *reply) {

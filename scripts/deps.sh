@@ -4,9 +4,11 @@
 # are present.
 set -euo pipefail
 # clang and libclang-rt-dev (libFuzzer and the sanitizer runtimes) build the fuzz targets;
-# clang-format checks the code's layout.
+# clang-format checks the code's layout; pkgconf and libsystemd-dev give zorcored its
+# readiness for systemd; lintian, systemd (systemd-analyze) and adduser serve the
+# package test.
 pkgs=(cmake ninja-build g++ dpkg-dev googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2
-      clang libclang-rt-dev clang-format)
+      clang libclang-rt-dev clang-format pkgconf libsystemd-dev lintian systemd adduser)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

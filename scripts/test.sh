@@ -1,45 +1,92 @@
 #!/usr/bin/env bash
-# Checks that the code follows .clang-format, builds brakk twice, once as a
-# Release build and once with AddressSanitizer and UndefinedBehaviorSanitizer,
-# runs every test in both builds, checks that the Release build installs its
-# programs and that its Debian package installs and removes cleanly, and
-# gives every fuzz target a short round. Warnings are errors here.
+# Checks that the code follows .clang-format and that no #include points
+# upward, builds brakk twice, once as a Release build and once with
+# AddressSanitizer and UndefinedBehaviorSanitizer, runs every test in both
+# builds, checks that the Release build installs its programs, builds the
+# Debian package and tries it in a throwaway root (as root), and gives
+# every fuzz target a short round. Warnings are errors here.
+#
+# It prints one line per stage, with its result and time; everything the
+# stages print goes to the log whose path it gives (build-logs/test.log).
+# The first stage that fails ends the run with its status, after the end
+# of its output.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/deps.sh
 jobs=$(nproc)
+mkdir -p build-logs
+log=$PWD/build-logs/test.log
+: >"$log"
+echo "scripts/test.sh: the full log is $log"
+stage_out=$(mktemp)
+stage_dir=$(mktemp -d)
+trap 'rm -rf "$stage_out" "$stage_dir"' EXIT
+started=$SECONDS
 
-# The code follows .clang-format.
-find apps platform zorcored tests fuzz bench -name '*.cpp' -o -name '*.h' |
-  xargs clang-format --dry-run --Werror
-# No #include points upward in the floors of docs/architecture.md.
-scripts/check-layers.py
+# stage NAME COMMAND...: runs the command with its output in the log, and
+# prints the stage's line. The command runs as a job of its own, so that
+# "set -e" holds inside the shell functions below.
+stage() {
+  local name=$1 start=$SECONDS status=0 detail
+  shift
+  printf '\n===== %s: %s\n' "$name" "$*" >>"$log"
+  "$@" >"$stage_out" 2>&1 &
+  wait $! || status=$?
+  cat "$stage_out" >>"$log"
+  # The tests' and the package's summaries, when the stage printed one.
+  detail=$(grep -E 'tests passed|package test passed|^lintian: ' "$stage_out" | tail -n 1 || true)
+  if [ "$status" -eq 0 ]; then
+    printf '%-16s ok     %4d s  %s\n' "$name" $((SECONDS - start)) "$detail"
+    return 0
+  fi
+  printf '%-16s FAILED %4d s  (status %d); its last lines:\n' "$name" $((SECONDS - start)) "$status"
+  tail -n 30 "$stage_out" | sed 's/^/  | /'
+  echo "scripts/test.sh: failed at \"$name\"; the full log is $log"
+  exit "$status"
+}
 
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_WERROR=ON >/dev/null
-ninja -C build -j"$jobs"
-ctest --test-dir build --output-on-failure -j"$jobs"
+format() {
+  find apps platform zorcored tests fuzz bench -name '*.cpp' -o -name '*.h' |
+    xargs clang-format --dry-run --Werror
+}
+release_build() {
+  cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DBRAKK_WERROR=ON
+  ninja -C build -j"$jobs"
+}
+release_tests() { ctest --test-dir build --output-on-failure -j"$jobs"; }
+install_check() {
+  cmake --install build --prefix "$stage_dir"
+  for program in bin/brakk sbin/zorcored; do
+    [ -x "$stage_dir/$program" ] || { echo "install: $program is missing"; return 1; }
+  done
+}
+asan_build() {
+  cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRAKK_SANITIZE=ON \
+    -DBRAKK_BENCH=OFF -DBRAKK_WERROR=ON
+  ninja -C build-asan -j"$jobs"
+}
+asan_tests() {
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+    ctest --test-dir build-asan --output-on-failure -j"$jobs"
+}
+# A 30-second round of every fuzz target (about three minutes of fuzzing
+# after its build); any crash or sanitizer report fails the run.
+fuzz() { BRAKK_FUZZ_JOBS="$jobs" scripts/fuzz.sh 30; }
 
-stage=$(mktemp -d)
-trap 'rm -rf "$stage"' EXIT
-cmake --install build --prefix "$stage" >/dev/null
-for program in bin/brakk sbin/zorcored; do
-  [ -x "$stage/$program" ] || { echo "install: $program is missing" >&2; exit 1; }
-done
-
-# The Debian package, installed, used and purged in a throwaway root (about
-# half a minute; it needs root for the mount namespace and dpkg).
+stage deps scripts/deps.sh
+stage format format
+stage layers scripts/check-layers.py
+stage release-build release_build
+stage release-tests release_tests
+stage install install_check
+# The Debian package, built with Debian's flags, checked by lintian,
+# installed, used and purged in a throwaway root (about a minute; it needs
+# root for the mount namespace and dpkg).
 if [ "$(id -u)" -eq 0 ]; then
-  scripts/package-test.sh build
+  stage package scripts/package-test.sh
 else
-  echo "package test skipped: it needs root" >&2
+  printf '%-16s skipped: it needs root\n' package
 fi
-
-cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DBRAKK_SANITIZE=ON \
-  -DBRAKK_BENCH=OFF -DBRAKK_WERROR=ON >/dev/null
-ninja -C build-asan -j"$jobs"
-ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
-  ctest --test-dir build-asan --output-on-failure -j"$jobs"
-
-# A short round of every fuzz target (scripts/fuzz.sh; about three minutes of
-# fuzzing after its build); any crash or sanitizer report fails the run.
-BRAKK_FUZZ_JOBS="$jobs" scripts/fuzz.sh 30
+stage asan-build asan_build
+stage asan-tests asan_tests
+stage fuzz fuzz
+echo "scripts/test.sh: all stages passed in $((SECONDS - started)) s; the full log is $log"

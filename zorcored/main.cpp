@@ -3,15 +3,18 @@
  *
  *    zorcored: the stand-in for the hypervisor's switch module and host
  *    configuration store. "zorcored [--socket PATH] [--state-dir DIR]
- *    [--detach] [--testing]" serves the kernel channel until SIGTERM or
- *    SIGINT; "zorcored ctl ..." is the control interface (ctl.cpp). Only a
- *    daemon started with --testing obeys the control requests that break
- *    it on purpose (injected failures, shutdown).
+ *    [--socket-group GROUP] [--detach] [--testing]" serves the kernel
+ *    channel until SIGTERM or SIGINT; "zorcored ctl ..." is the control
+ *    interface (ctl.cpp). Only a daemon started with --testing obeys the
+ *    control requests that break it on purpose (injected failures,
+ *    shutdown). Under systemd (Type=notify) it reports when its socket
+ *    accepts clients.
  */
 
 #include <errno.h>
 #include <fcntl.h>
 #include <getopt.h>
+#include <grp.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -24,6 +27,11 @@
 #include <unistd.h>
 
 #include <string>
+#include <vector>
+
+#ifdef ZORCORED_HAVE_SYSTEMD
+#include <systemd/sd-daemon.h>
+#endif
 
 #include "core/files.h"
 #include "core/protocol.h"
@@ -38,23 +46,69 @@ constexpr const char *kDefaultStateDir = "/var/lib/corvane";
 
 void PrintUsage(FILE *out) {
   fprintf(out,
-          "usage: zorcored [--socket PATH] [--state-dir DIR] [--detach] [--testing]\n"
-          "                [--idle-timeout SECONDS]\n"
+          "usage: zorcored [--socket PATH] [--state-dir DIR] [--socket-group GROUP]\n"
+          "                [--detach] [--testing] [--idle-timeout SECONDS]\n"
           "       zorcored --help | --version\n"
           "       zorcored ctl [--socket PATH] COMMAND [ARGS...]   (zorcored ctl help)\n"
           "defaults: --socket %s, --state-dir %s\n",
           zor::chan::DEFAULT_SOCKET_PATH, kDefaultStateDir);
 }
 
-/* Creates dir and its missing parents with mode; true when it exists afterwards. */
-bool MakeDirs(const std::string &dir, mode_t mode) {
+/* A group given to --socket-group, or none. */
+constexpr gid_t NO_GROUP = static_cast<gid_t>(-1);
+
+/*
+ * Creates dir and its missing parents with mode (the parents 0755); true
+ * when it exists afterwards. When created is not null, the directories
+ * made are appended to it, parents first.
+ */
+bool MakeDirs(const std::string &dir, mode_t mode, std::vector<std::string> *created = nullptr) {
   struct stat st;
   if (stat(dir.c_str(), &st) == 0) return S_ISDIR(st.st_mode);
   size_t slash = dir.find_last_of('/');
-  if (slash != std::string::npos && slash > 0 && !MakeDirs(dir.substr(0, slash), 0755)) {
+  if (slash != std::string::npos && slash > 0 && !MakeDirs(dir.substr(0, slash), 0755, created)) {
     return false;
   }
-  return mkdir(dir.c_str(), mode) == 0 || errno == EEXIST;
+  if (mkdir(dir.c_str(), mode) == 0) {
+    if (created) created->push_back(dir);
+    return true;
+  }
+  return errno == EEXIST;
+}
+
+/*
+ * The directories that the daemon made for its socket: removed, newest
+ * first, when it ends (a directory that something else has put files in
+ * since stays), so that a daemon started by hand leaves no runtime
+ * directory behind. Under systemd the runtime directory already exists.
+ */
+struct RuntimeDirs {
+  std::vector<std::string> created;
+  ~RuntimeDirs() {
+    for (auto it = created.rbegin(); it != created.rend(); ++it) rmdir(it->c_str());
+  }
+};
+
+/*
+ * The group that --socket-group names: a group name, or a number. Returns
+ * NO_GROUP when there is no such group.
+ */
+gid_t LookUpGroup(const char *text) {
+  char *end = nullptr;
+  errno = 0;
+  unsigned long n = strtoul(text, &end, 10);
+  if (*text >= '0' && *text <= '9' && *end == '\0' && errno == 0 && n < NO_GROUP) {
+    return static_cast<gid_t>(n);
+  }
+  struct group *g = getgrnam(text);
+  return g ? g->gr_gid : NO_GROUP;
+}
+
+/* Tells systemd how the service is doing (READY=1, STOPPING=1); nothing outside systemd. */
+void NotifyServiceManager([[maybe_unused]] const char *state) {
+#ifdef ZORCORED_HAVE_SYSTEMD
+  sd_notify(0, state);
+#endif
 }
 
 /* True when a daemon already accepts connections on path. */
@@ -69,11 +123,13 @@ bool SomeoneListens(const std::string &path) {
 }
 
 /*
- * Creates the listening socket under a temporary name with mode 0600 and
- * renames it to path once it listens, so that path appears only when the
- * daemon can serve. Returns the socket, or -1 after printing why.
+ * Creates the listening socket under a temporary name and renames it to
+ * path once it listens, so that path appears only when the daemon can
+ * serve. The socket's mode is 0600, or 0660 with the group group when
+ * there is one; a daemon may give its socket a group that it belongs to
+ * without any capability. Returns the socket, or -1 after printing why.
  */
-int Listen(const std::string &path) {
+int Listen(const std::string &path, gid_t group) {
   std::string temp = path + "." + std::to_string(getpid()) + ".new";
   struct sockaddr_un addr;
   if (!zor::chan::SocketAddress(temp.c_str(), &addr)) {
@@ -89,8 +145,11 @@ int Listen(const std::string &path) {
   mode_t old = umask(077);
   int rc = bind(s, reinterpret_cast<struct sockaddr *>(&addr), sizeof(addr));
   umask(old);
-  if (rc != 0 || chmod(temp.c_str(), 0600) != 0 || listen(s, SOMAXCONN) != 0 ||
-      rename(temp.c_str(), path.c_str()) != 0) {
+  if (rc == 0 && group != NO_GROUP && group != getegid()) {
+    rc = chown(temp.c_str(), static_cast<uid_t>(-1), group);
+  }
+  if (rc != 0 || chmod(temp.c_str(), group != NO_GROUP ? 0660 : 0600) != 0 ||
+      listen(s, SOMAXCONN) != 0 || rename(temp.c_str(), path.c_str()) != 0) {
     fprintf(stderr, "zorcored: cannot listen on %s: %s\n", path.c_str(), strerror(errno));
     unlink(temp.c_str());
     close(s);
@@ -128,8 +187,19 @@ bool Detach() {
   return true;
 }
 
-int Serve(const std::string &socketPath, const std::string &stateDir, bool detach, bool testing,
-          int idleMs) {
+/* What the command line asks of the daemon. */
+struct DaemonOptions {
+  std::string socketPath = zor::chan::DEFAULT_SOCKET_PATH;
+  std::string stateDir = kDefaultStateDir;
+  gid_t socketGroup = NO_GROUP;
+  bool detach = false;
+  bool testing = false;
+  int idleMs = zorcored::IDLE_TIMEOUT_MS_DEFAULT;
+};
+
+int Serve(const DaemonOptions &o) {
+  const std::string &socketPath = o.socketPath;
+  const std::string &stateDir = o.stateDir;
   signal(SIGPIPE, SIG_IGN);
   sigset_t set;
   sigemptyset(&set);
@@ -174,23 +244,28 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
   store.RemoveStaleTemp();
 
   std::string sockDir = zor::ParentDir(socketPath);
-  if (!MakeDirs(sockDir, 0755)) {
+  RuntimeDirs runtimeDirs;
+  if (!MakeDirs(sockDir, 0755, &runtimeDirs.created)) {
     fprintf(stderr, "zorcored: cannot create %s: %s\n", sockDir.c_str(), strerror(errno));
     return 1;
   }
   RaiseDescriptorLimit();
-  int listenFd = Listen(socketPath);
+  int listenFd = Listen(socketPath, o.socketGroup);
   if (listenFd < 0) return 1;
   struct stat ours;
   bool haveInode = stat(socketPath.c_str(), &ours) == 0;
 
-  if (detach && !Detach()) return 1;
+  if (o.detach && !Detach()) return 1;
 
   zorcored::Kernel kernel(&store);
   int rc;
   {
-    zorcored::Server server(&kernel, listenFd, testing, idleMs);
+    zorcored::Server server(&kernel, listenFd, o.testing, o.idleMs);
+    if (o.socketGroup != NO_GROUP) server.AdmitGroup(o.socketGroup);
+    /* Clients that connect from now on are served: units ordered after this one may start. */
+    NotifyServiceManager("READY=1");
     rc = server.Run();
+    NotifyServiceManager("STOPPING=1");
   }
   /* Remove the socket unless another daemon has taken the path over since. */
   struct stat now;
@@ -208,14 +283,11 @@ int Serve(const std::string &socketPath, const std::string &stateDir, bool detac
 int main(int argc, char **argv) {
   if (argc >= 2 && strcmp(argv[1], "ctl") == 0) return zorcored::CtlMain(argc - 1, argv + 1);
 
-  std::string socketPath = zor::chan::DEFAULT_SOCKET_PATH;
-  std::string stateDir = kDefaultStateDir;
-  bool detach = false;
-  bool testing = false;
-  int idleMs = zorcored::IDLE_TIMEOUT_MS_DEFAULT;
+  DaemonOptions o;
   static const struct option longOpts[] = {
       {"socket", required_argument, nullptr, 's'},
       {"state-dir", required_argument, nullptr, 'd'},
+      {"socket-group", required_argument, nullptr, 'g'},
       {"detach", no_argument, nullptr, 'D'},
       {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'v'},
@@ -227,16 +299,23 @@ int main(int argc, char **argv) {
   while ((opt = getopt_long(argc, argv, "h", longOpts, nullptr)) != -1) {
     switch (opt) {
       case 's':
-        socketPath = optarg;
+        o.socketPath = optarg;
         break;
       case 'd':
-        stateDir = optarg;
+        o.stateDir = optarg;
+        break;
+      case 'g':
+        o.socketGroup = LookUpGroup(optarg);
+        if (o.socketGroup == NO_GROUP) {
+          fprintf(stderr, "zorcored: no group %s\n", optarg);
+          return 1;
+        }
         break;
       case 'D':
-        detach = true;
+        o.detach = true;
         break;
       case 't':
-        testing = true;
+        o.testing = true;
         break;
       case 'i': {
         char *end = nullptr;
@@ -245,7 +324,7 @@ int main(int argc, char **argv) {
           fprintf(stderr, "zorcored: --idle-timeout takes 1 to 86400 seconds\n");
           return 2;
         }
-        idleMs = static_cast<int>(seconds * 1000);
+        o.idleMs = static_cast<int>(seconds * 1000);
         break;
       }
       case 'h':
@@ -260,9 +339,9 @@ int main(int argc, char **argv) {
         return 2;
     }
   }
-  if (optind < argc || socketPath.empty() || stateDir.empty()) {
+  if (optind < argc || o.socketPath.empty() || o.stateDir.empty()) {
     PrintUsage(stderr);
     return 2;
   }
-  return Serve(socketPath, stateDir, detach, testing, idleMs);
+  return Serve(o);
 }

@@ -1,8 +1,8 @@
 /*
  * server.cpp --
  *
- *    The poll loop: accepting clients (greeting them, refusing other
- *    users), receiving frames into per-client buffers, handing whole
+ *    The poll loop: accepting clients (greeting them, refusing users it
+ *    does not serve), receiving frames into per-client buffers, handing whole
  *    requests to the kernel state, queueing replies and events, and
  *    dropping clients that break the protocol, stall or fall behind.
  */
@@ -41,6 +41,32 @@ int64_t NowMs() {
 constexpr size_t READ_BUDGET = 1u << 20;
 /* Receive buffers larger than this are released once empty. */
 constexpr size_t KEEP_BUFFER = 256u * 1024;
+
+/*
+ * True when the peer on fd is the daemon's own user or a member of group
+ * (unless group is -1). The kernel records the peer's credentials, its
+ * supplementary groups included, when it connects.
+ */
+bool PeerAdmitted(int fd, gid_t group) {
+  struct ucred cred;
+  socklen_t len = sizeof(cred);
+  if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) != 0 || len != sizeof(cred)) {
+    return false;
+  }
+  if (cred.uid == geteuid()) return true;
+  if (group == static_cast<gid_t>(-1)) return false;
+  if (cred.gid == group) return true;
+  std::vector<gid_t> groups(64);
+  for (;;) {
+    len = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &len) == 0) break;
+    /* Too small a buffer: the kernel has put the size it needs in len. */
+    if (errno != ERANGE || len <= groups.size() * sizeof(gid_t)) return false;
+    groups.resize(len / sizeof(gid_t));
+  }
+  groups.resize(len / sizeof(gid_t));
+  return std::find(groups.begin(), groups.end(), group) != groups.end();
+}
 
 }  // namespace
 
@@ -154,11 +180,7 @@ void Server::Accept() {
     auto c = std::make_unique<Client>();
     c->fd = fd;
     c->lastProgress = NowMs();
-    struct ucred cred;
-    socklen_t len = sizeof(cred);
-    bool sameUser = getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &cred, &len) == 0 &&
-                    len == sizeof(cred) && cred.uid == geteuid();
-    if (sameUser) {
+    if (PeerAdmitted(fd, admitGroup_)) {
       Queue(*c, OP_HELLO, 0, ByteBuf());
     } else {
       Queue(*c, OP_HELLO, ZOR_PERMISSION_DENIED, ByteBuf());

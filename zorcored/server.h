@@ -62,6 +62,13 @@ class Server {
   Server &operator=(const Server &) = delete;
 
   /*
+   * Serves the members of group as well as the daemon's own user: a peer
+   * whose primary or supplementary groups, as they were when it connected,
+   * include group. Without it other users are refused.
+   */
+  void AdmitGroup(gid_t group) { admitGroup_ = group; }
+
+  /*
    * Runs until SIGTERM or SIGINT arrives (or a control client asks for
    * shutdown). The caller must have blocked both signals. Returns 0, or 1
    * when the loop could not be set up.
@@ -86,7 +93,7 @@ class Server {
     uint32_t remaining; /* 0: every time */
   };
 
-  /* Accepts every waiting connection: greets it, or refuses another user's. */
+  /* Accepts every waiting connection: greets it, or refuses a user it does not serve. */
   void Accept();
   /* Receives what a client sent (up to a budget) and handles the whole requests in it. */
   void Read(Client &c);
@@ -119,6 +126,7 @@ class Server {
   int listenFd_;
   bool testing_;
   int idleMs_;
+  gid_t admitGroup_ = static_cast<gid_t>(-1); /* none: only the daemon's own user */
   int signalFd_ = -1;
   int spareFd_ = -1; /* kept open so that accept can shed clients when out of descriptors */
   bool stop_ = false;

@@ -284,7 +284,8 @@ bool SocketAddress(const char *path, struct sockaddr_un *addr) {
   return true;
 }
 
-ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd) {
+ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd, bool *socketRefused) {
+  if (socketRefused) *socketRefused = false;
   struct sockaddr_un addr;
   if (!SocketAddress(path, &addr)) return ZOR_NO_KERNEL;
 
@@ -304,7 +305,10 @@ ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd) {
     }
     close(s);
     if (err == EAGAIN) return ZOR_TIMEOUT;
-    if (err == EACCES || err == EPERM) return ZOR_PERMISSION_DENIED;
+    if (err == EACCES || err == EPERM) {
+      if (socketRefused) *socketRefused = true;
+      return ZOR_PERMISSION_DENIED;
+    }
     return ZOR_NO_KERNEL;
   }
 

@@ -183,10 +183,13 @@ ZOR_ReturnStatus RecvFrame(int fd, FrameHeader *h, ByteBuf *body, int timeoutMs)
  * Connects a new non-blocking, close-on-exec socket to the daemon at path
  * and reads its greeting. Returns 0 and the socket in *fd; ZOR_NO_KERNEL
  * when nothing listens there; ZOR_PERMISSION_DENIED when the socket or the
- * daemon refuses this user; ZOR_TIMEOUT or ZOR_CHANNEL_ERROR when the
- * greeting does not come or is wrong. The caller owns and closes *fd.
+ * daemon refuses this user (when socketRefused is not null, it tells which:
+ * true when the socket file's permissions kept this user out); ZOR_TIMEOUT
+ * or ZOR_CHANNEL_ERROR when the greeting does not come or is wrong. The
+ * caller owns and closes *fd.
  */
-ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd);
+ZOR_ReturnStatus ConnectDaemon(const char *path, int timeoutMs, int *fd,
+                               bool *socketRefused = nullptr);
 
 /*
  * Sends one request (op and its bodyLen bytes of body) on the connected

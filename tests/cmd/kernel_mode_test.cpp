@@ -310,7 +310,7 @@ TEST_F(KernelMode, UplinkRuntimeItems) {
       {"--getCap -p 7 dvs0", 0, "\t\t Capability 0x0\n", ""},
   });
   std::string counters;
-  for (int i = 0; i < 26; i++) counters += " " + std::to_string(1000 + i);
+  for (int i = 0; i < 26; i++) counters.append(" ").append(std::to_string(1000 + i));
   CtlOk("uplink-stats dvs0 7" + counters);
   CheckKernel({{"--stats -p 7 dvs0", 0, Statistics(1000), ""}});
   EXPECT_EQ(Ctl("uplink-stats dvs0 9 1").err,

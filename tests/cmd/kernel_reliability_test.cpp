@@ -6,7 +6,8 @@
  *    only their sender; listeners that stop reading are dropped while the
  *    others get every event; a daemon killed while writing the store
  *    leaves one that loads; brakk gives up on a daemon that stops
- *    answering instead of hanging; other users are refused.
+ *    answering instead of hanging; other users are refused, unless they
+ *    belong to the socket's group; a daemon leaves no runtime directory.
  *
  *    The hostile clients speak the channel's frames byte by byte: a
  *    16-byte header (magic "ZCHN", u16 version 1, u16 op, u32 status,
@@ -15,6 +16,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -561,36 +563,151 @@ TEST_F(Reliability, InjectedFailuresNeedTheTestingOption) {
   EXPECT_EQ(Info("switches"), 1);
 }
 
+/* What brakk printed (both streams) and its exit status, run as another user. */
+struct ForeignRun {
+  int exitStatus = -1;
+  std::string output;
+};
+
+/*
+ * Runs brakk with args against socket as user 65534 with the primary group
+ * gid and the supplementary groups groups (needs root).
+ */
+ForeignRun RunAs(gid_t gid, const std::vector<gid_t> &groups, const std::string &socket,
+                 const std::vector<std::string> &args) {
+  std::string env = "ZORCORE_SOCKET=" + socket;
+  std::vector<char *> argv = {const_cast<char *>("brakk")};
+  for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
+  argv.push_back(nullptr);
+  int pipeFd[2];
+  if (pipe(pipeFd) != 0) return {};
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(pipeFd[1], 2);
+    dup2(pipeFd[1], 1);
+    if (setgroups(groups.size(), groups.data()) != 0 || setgid(gid) != 0 || setuid(65534) != 0) {
+      _exit(120);
+    }
+    char *envp[] = {env.data(), nullptr};
+    execve(BRAKK_BIN, argv.data(), envp);
+    _exit(121);
+  }
+  close(pipeFd[1]);
+  ForeignRun r;
+  char buf[512];
+  ssize_t n;
+  while ((n = read(pipeFd[0], buf, sizeof(buf))) > 0) r.output.append(buf, static_cast<size_t>(n));
+  close(pipeFd[0]);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  if (WIFEXITED(status)) r.exitStatus = WEXITSTATUS(status);
+  return r;
+}
+
 TEST_F(Reliability, OtherUsersAreRefused) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to run a client as another user";
   /* Open the way to the socket so that only the daemon's own check stands. */
   ASSERT_EQ(chmod(Dir().c_str(), 0711), 0);
   ASSERT_EQ(chmod(Socket().c_str(), 0666), 0);
-  std::string env = "ZORCORE_SOCKET=" + Socket();
-  int pipeFd[2];
-  ASSERT_EQ(pipe(pipeFd), 0);
-  pid_t pid = fork();
-  if (pid == 0) {
-    dup2(pipeFd[1], 2);
-    dup2(pipeFd[1], 1);
-    if (setgid(65534) != 0 || setuid(65534) != 0) _exit(120);
-    char *argv[] = {const_cast<char *>("brakk"), const_cast<char *>("-l"), nullptr};
-    char *envp[] = {env.data(), nullptr};
-    execve(BRAKK_BIN, argv, envp);
-    _exit(121);
-  }
-  close(pipeFd[1]);
-  std::string out;
-  char buf[512];
-  ssize_t n;
-  while ((n = read(pipeFd[0], buf, sizeof(buf))) > 0) out.append(buf, static_cast<size_t>(n));
-  close(pipeFd[0]);
-  int status = 0;
-  waitpid(pid, &status, 0);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 1);
-  EXPECT_EQ(out, "failed to get config data: Permission denied\n");
+  ForeignRun r = RunAs(65534, {}, Socket(), {"-l"});
+  EXPECT_EQ(r.exitStatus, 1);
+  EXPECT_EQ(r.output, "failed to get config data: Permission denied\n");
   CheckKernel({{"-l", 0, "", ""}});
+}
+
+// With --socket-group the socket is 0660 in that group, and its members
+// (by primary or supplementary group) are served; anyone else is kept out
+// by the socket's mode and told which socket refused them.
+TEST_F(Reliability, SocketGroupMembersAreServed) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to give the socket a group and switch users";
+  const gid_t group = 64201;
+  ASSERT_EQ(StopDaemon(), 0);
+  ASSERT_TRUE(StartDaemon(true, {"--socket-group", std::to_string(group)}));
+  struct stat st;
+  ASSERT_EQ(stat(Socket().c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0660u);
+  EXPECT_EQ(st.st_gid, group);
+  ASSERT_EQ(chmod(Dir().c_str(), 0711), 0);
+  CheckKernel({{"-a dvs0", 0, "", ""}});
+
+  EXPECT_EQ(RunAs(65534, {group}, Socket(), {"-A", "-p", "7", "dvs0"}).exitStatus, 0);
+  ForeignRun primary = RunAs(group, {}, Socket(), {"-l", "dvs0"});
+  EXPECT_EQ(primary.exitStatus, 0);
+  EXPECT_NE(primary.output.find("port 7:"), std::string::npos) << primary.output;
+
+  ForeignRun outsider = RunAs(65534, {}, Socket(), {"-l"});
+  EXPECT_EQ(outsider.exitStatus, 1);
+  EXPECT_EQ(outsider.output, "permission denied: cannot connect to zorcored at " + Socket() +
+                                 " (kernel mode is for the socket's owner and group)\n"
+                                 "failed to get config data: Permission denied\n");
+  /* A socket opened to everyone still leaves the daemon's own check. */
+  ASSERT_EQ(chmod(Socket().c_str(), 0666), 0);
+  EXPECT_EQ(RunAs(65534, {}, Socket(), {"-l"}).output,
+            "failed to get config data: Permission denied\n");
+}
+
+// Under systemd (Type=notify) the daemon says it is ready once its socket
+// accepts clients, and that it is stopping when it stops.
+TEST_F(Reliability, ReadinessIsToldOnceTheSocketServes) {
+#ifndef ZORCORED_NOTIFIES
+  GTEST_SKIP() << "zorcored is built without libsystemd";
+#else
+  ASSERT_EQ(StopDaemon(), 0);
+  unlink(Socket().c_str());
+  const int notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  struct sockaddr_un addr = {};
+  addr.sun_family = AF_UNIX;
+  const std::string notifyPath = PathOf("notify");
+  ASSERT_LT(notifyPath.size(), sizeof(addr.sun_path));
+  memcpy(addr.sun_path, notifyPath.c_str(), notifyPath.size());
+  ASSERT_EQ(bind(notify, reinterpret_cast<struct sockaddr *>(&addr), sizeof(addr)), 0);
+  const auto next = [&] {
+    struct pollfd p = {notify, POLLIN, 0};
+    char buf[256];
+    if (poll(&p, 1, 10000) != 1) return std::string("(nothing)");
+    const ssize_t n = recv(notify, buf, sizeof(buf), 0);
+    return n > 0 ? std::string(buf, static_cast<size_t>(n)) : std::string("(error)");
+  };
+  const pid_t pid =
+      transcript::Spawn(ZORCORED_BIN, {"zorcored", "--socket", Socket(), "--state-dir", StateDir()},
+                        {"NOTIFY_SOCKET=" + notifyPath}, Dir(), 2, 2);
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(next(), "READY=1");
+  CheckKernel({{"-a dvs0", 0, "", ""}});
+  kill(pid, SIGTERM);
+  EXPECT_EQ(next(), "STOPPING=1");
+  const int status = transcript::Reap(pid, 20000);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  close(notify);
+#endif
+}
+
+// A daemon started by hand removes the socket directories it made when it
+// stops (a directory that was there before stays); one given a group that
+// does not exist does not start.
+TEST_F(Reliability, DaemonRemovesTheRuntimeDirectoriesItMade) {
+  transcript::RunOptions z;
+  z.program = ZORCORED_BIN;
+  z.argv0 = "zorcored";
+  RunResult r =
+      transcript::Run({"--socket", PathOf("run/x.sock"), "--socket-group", "no such group"}, z);
+  EXPECT_EQ(r.exitStatus, 1);
+  EXPECT_EQ(r.err, "zorcored: no group no such group\n");
+
+  ASSERT_EQ(StopDaemon(), 0);
+  ASSERT_EQ(mkdir(PathOf("run").c_str(), 0755), 0);
+  const std::string socket = PathOf("run/corvane/deep/zc.sock");
+  const pid_t pid = transcript::Spawn(
+      ZORCORED_BIN, {"zorcored", "--socket", socket, "--state-dir", StateDir()}, {}, Dir(), 2, 2);
+  ASSERT_GT(pid, 0);
+  struct stat st;
+  ASSERT_TRUE(WaitUntil([&] { return stat(socket.c_str(), &st) == 0; }));
+  kill(pid, SIGTERM);
+  const int status = transcript::Reap(pid, 20000);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_NE(stat(PathOf("run/corvane").c_str(), &st), 0);
+  EXPECT_EQ(stat(PathOf("run").c_str(), &st), 0);
+  EXPECT_EQ(stat(StateDir().c_str(), &st), 0);
 }
 
 }  // namespace
