@@ -112,7 +112,7 @@ EncodedNode ReadNode(WireReader &r) {
  * Growth stays geometric, so appending stays cheap. Throws std::bad_alloc
  * as the containers do.
  */
-void MakeRoom(DVSData *tree, size_t moreBytes, size_t moreNodes) {
+void Grow(DVSData *tree, size_t moreBytes, size_t moreNodes) {
   std::string &arena = tree->arena;
   if (arena.capacity() - arena.size() < moreBytes) {
     std::string grown; /* a string's reserve doubles; a fresh one's is exact */
@@ -123,6 +123,13 @@ void MakeRoom(DVSData *tree, size_t moreBytes, size_t moreNodes) {
   std::vector<DVSDataNode> &nodes = tree->nodes;
   if (nodes.capacity() - nodes.size() < moreNodes) {
     nodes.reserve(nodes.size() + moreNodes + nodes.size() / 8);
+  }
+}
+
+inline void MakeRoom(DVSData *tree, size_t moreBytes, size_t moreNodes) {
+  if (tree->arena.capacity() - tree->arena.size() < moreBytes ||
+      tree->nodes.capacity() - tree->nodes.size() < moreNodes) {
+    Grow(tree, moreBytes, moreNodes);
   }
 }
 
@@ -196,12 +203,13 @@ bool TreeMaterialize(DVSData *tree, bool shareNames) {
   try {
     tree->nodes.reserve(count);
     /* The arena holds the values and the names that are not shared, each name with a NUL. */
-    size_t bytes = 0;
-    WireReader sizes = r;
-    for (uint32_t i = 0; i < count; i++) {
-      EncodedNode e = ReadNode(sizes);
-      bytes += e.value.size();
-      if (!shareNames || !Names().Intern(e.name)) bytes += e.name.size() + 1;
+    size_t bytes = tree->imageLen - 4 - count * (kNodeOverhead - 1);
+    if (shareNames) {
+      WireReader names = r;
+      for (uint32_t i = 0; i < count; i++) {
+        const std::string_view name = ReadNode(names).name;
+        if (Names().Intern(name)) bytes -= name.size() + 1;
+      }
     }
     tree->arena.reserve(bytes);
     for (uint32_t i = 0; i < count; i++) {
