@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # batch_bench.sh - 4,096 changes, one on each port of a switch of 4,096 ports
 # with 8 properties each: as one --batch (file mode, and kernel mode against
 # zorcored) against the 4,096 single invocations, beside the floor of one

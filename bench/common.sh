@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # common.sh - helpers shared by the benchmark scripts (sourced, not run).
 
 # hf NAME PREPARE CMD... : runs CMD with hyperfine (shell-less, RUNS runs after 3

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # compare.sh BASE - the tree as committed (HEAD) against the tree at revision BASE,
 # both built alike (Release) and run interleaved in the same run, so that a busy
 # machine slows both alike:

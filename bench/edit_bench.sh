@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # edit_bench.sh - end-to-end cost of file-mode commands on a large configuration
 # (16 switches x PORTS ports x 8 properties), beside the physical floor of an
 # edit on this machine: process start plus reading and writing (fsync, rename)

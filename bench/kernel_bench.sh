@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # kernel_bench.sh - kernel mode against zorcored holding 16 switches x 1024 ports x
 # 8 properties: one -s end to end (with -n, and with the alias lookup), beside the
 # file-mode -s of the same configuration; the daemon's peak memory against the

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # mirror_bench.sh - end-to-end cost of one -m in file mode: 64 sessions naming 256
 # dvPorts (four each) on one switch of 4,096 ports with 8 properties each, beside
 # the floor of an edit of that file (process start plus reading and writing, with

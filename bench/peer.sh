@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # peer.sh - side by side, in one run: one property edit, one port add, one
 # listing and a VLAN on each of 4,096 ports in one transaction with brakk on a
 # switch of 4,096 ports (file mode; the transaction is one --batch), against

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # techniques.sh - what each speed technique of the emulated platform is worth.
 # Builds the current tree once as it is and once per technique with that
 # technique switched off (a one-line change to a copy of the tree), then runs

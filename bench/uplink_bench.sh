@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # uplink_bench.sh - end-to-end cost of one teaming edit (-L) and one --setLACP that
 # changes one LAG, in file mode on 16 switches x 1024 ports x 8 properties, beside
 # the floor of an edit (process start plus reading and writing the file's bytes, as

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # vlan_bench.sh - end-to-end cost of one port VLAN edit (-v with a priority and two
 # ranges) and one private-VLAN map edit (-V with three entries), in file mode on 16
 # switches x 1024 ports x 8 properties, beside the floor of an edit (process start

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Regenerates the seed corpora under fuzz/corpus/ from the command transcripts.
 
 usage: fuzz/seeds.py BUILD_DIR

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Fails when an #include points upward in the tool's floors, or when the
 emulated platform or zorcored reach into the tool beyond the library's
 interface header. docs/architecture.md draws the floors.

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Checks that every source file of the repository names its licence in an
 SPDX line near its top, in the comment form of its language. With --fix,
-adds the line where it is missing (after a shebang line, if any).
+adds the line where it is missing (after a shebang or mode line, if any).
 
 Sources are the files that git tracks, less documentation, data and the fuzz
 corpora: C++ sources and headers, shell, Python and CMake files, the
@@ -55,7 +55,8 @@ def main():
         missing.append(rel)
         if fix:
             lines = text.splitlines(keepends=True)
-            at = 1 if lines and lines[0].startswith("#!") else 0
+            # A shebang or an editor's mode line stays first.
+            at = 1 if lines and (lines[0].startswith("#!") or "-*-" in lines[0]) else 0
             lines.insert(at, line + "\n")
             path.write_text("".join(lines), encoding="utf-8")
     if missing and not fix:

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # coverage.sh - which lines of brakk, the emulated platform and zorcored the
 # test suite runs, from a clang build instrumented for source coverage
 # (build-cov). Every process the tests start (brakk, zorcored) adds to the

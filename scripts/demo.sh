@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds brakk and zorcored and shows the tool's main job as a user sees it,
 # errors included: zorcored stands in for the host's switch module on a
 # private socket; a configuration file is initialised, given switches, ports

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages that building and testing brakk need, when
 # any of them is missing. Safe to run again: it installs nothing when all
 # are present.

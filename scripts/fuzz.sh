@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the libFuzzer targets under fuzz/ with clang (AddressSanitizer and
 # UndefinedBehaviorSanitizer on) and runs each one, one after the other, for
 # a bounded time on its seed corpus in fuzz/corpus/. Fails when any target

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Plants a fault in every printer and command handler, one at a time, and
 checks that the test suite catches it.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Debian package of brakk as a Debian build would (with the
 # compiler and linker flags of dpkg-buildflags, hardening on), checks it
 # with lintian (any error or warning fails), checks its systemd unit with

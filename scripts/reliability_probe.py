@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Probes brakk and zorcored as a hostile user and a careful administrator
 would, and prints one line of figures per probe (docs/reliability.md quotes
 them). Everything runs in a scratch directory that is removed at the end;

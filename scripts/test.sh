@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks that the code follows .clang-format and that no #include points
-# upward, builds brakk twice, once as a Release build and once with
+# SPDX-License-Identifier: Apache-2.0
+# Checks that the code follows .clang-format, that no #include points
+# upward and that every source names its licence, builds brakk twice, once as a Release build and once with
 # AddressSanitizer and UndefinedBehaviorSanitizer, runs every test in both
 # builds, checks that the Release build installs its programs, builds the
 # Debian package and tries it in a throwaway root (as root), and gives
@@ -75,6 +76,7 @@ fuzz() { BRAKK_FUZZ_JOBS="$jobs" scripts/fuzz.sh 30; }
 stage deps scripts/deps.sh
 stage format format
 stage layers scripts/check-layers.py
+stage licence scripts/check-licence.py
 stage release-build release_build
 stage release-tests release_tests
 stage install install_check

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of the emulated library's configuration state: data trees, the
 // configuration model, serialisation round trips and the refusal of
 // damaged blocks.

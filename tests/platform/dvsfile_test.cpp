@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of plain configuration files below the command line: reads of
 // missing and odd paths and of foreign files, status texts and the string
 // helpers. The command tests cover edits, replacement and round trips.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of the platform's little-endian codec at the edges of a block: a
 // field that ends past the block is refused and nothing is read or written.
 
