@@ -7,6 +7,8 @@
 
 #include "transcript.h"
 
+#include "json_twin.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -205,6 +207,7 @@ void TranscriptTest::SetUp() {
 }
 
 void TranscriptTest::TearDown() {
+  if (!dir_.empty() && !HasFailure()) ValidateJsonTwins(dir_);
   std::error_code ec;
   if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
 }
@@ -240,6 +243,9 @@ void TranscriptTest::Check(const std::vector<Row> &rows, const RunOptions &optio
     EXPECT_EQ(r.exitStatus, row.status);
     EXPECT_EQ(r.out, Expand(row.out));
     EXPECT_EQ(r.err, Expand(row.err));
+    if (::testing::Test::HasFailure()) return;
+    const std::vector<std::string> words = SplitCommandLine(Expand(row.command));
+    if (r.exitStatus == 0 && PrintsListing(words)) CheckJsonTwin(words, options, r, dir_);
     if (::testing::Test::HasFailure()) return;
   }
 }
