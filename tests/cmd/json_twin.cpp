@@ -162,7 +162,14 @@ void CheckJsonTwin(const std::vector<std::string> &words, const RunOptions &opti
   RunOptions twinOptions = options;
   if (twinOptions.cwd.empty()) twinOptions.cwd = dir;
   const RunResult r = Run(args, twinOptions);
+  /* A later option chose another command than -l or -r: no listing to compare. */
+  if (r.exitStatus == 1 && r.err == "--json goes only with -l and -r\n") return;
   EXPECT_EQ(r.exitStatus, text.exitStatus);
+  /* The usage text (and what stands before it) is the same with --json. */
+  if (text.out.find("Warning: This is an unsupported command.") != std::string::npos) {
+    EXPECT_EQ(r.out, text.out);
+    return;
+  }
   EXPECT_EQ(r.err, text.err);
   const json doc = json::parse(r.out, nullptr, false);
   ASSERT_FALSE(doc.is_discarded()) << "not JSON: " << r.out.substr(0, 400);
@@ -185,18 +192,19 @@ void ValidateJsonTwins(const std::string &dir) {
   python.program = "/usr/bin/python3";
   python.argv0 = "python3";
   /* Debian's python3 and python3-jsonschema (scripts/deps.sh), whatever python3 the PATH gives. */
-  const RunResult r = Run({"-c",
-                           "import json, sys, glob, jsonschema\n"
-                           "schema = json.load(open(sys.argv[1]))\n"
-                           "v = jsonschema.Draft202012Validator(schema)\n"
-                           "bad = 0\n"
-                           "for f in sorted(glob.glob(sys.argv[2] + '/*.json')):\n"
-                           "    for e in v.iter_errors(json.load(open(f))):\n"
-                           "        bad += 1\n"
-                           "        print(f, '/'.join(map(str, e.absolute_path)), e.message[:300])\n"
-                           "sys.exit(1 if bad else 0)\n",
-                           SourceRoot() + "/docs/listing.schema.json", twins},
-                          python);
+  const RunResult r =
+      Run({"-c",
+           "import json, sys, glob, jsonschema\n"
+           "schema = json.load(open(sys.argv[1]))\n"
+           "v = jsonschema.Draft202012Validator(schema)\n"
+           "bad = 0\n"
+           "for f in sorted(glob.glob(sys.argv[2] + '/*.json')):\n"
+           "    for e in v.iter_errors(json.load(open(f))):\n"
+           "        bad += 1\n"
+           "        print(f, '/'.join(map(str, e.absolute_path)), e.message[:300])\n"
+           "sys.exit(1 if bad else 0)\n",
+           SourceRoot() + "/docs/listing.schema.json", twins},
+          python);
   EXPECT_EQ(r.exitStatus, 0) << "documents that break docs/listing.schema.json:\n"
                              << r.out << r.err;
 }

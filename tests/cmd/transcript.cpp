@@ -7,8 +7,6 @@
 
 #include "transcript.h"
 
-#include "json_twin.h"
-
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -24,6 +22,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include "json_twin.h"
 
 extern char **environ;
 

@@ -28,7 +28,7 @@ size_t Utf8SequenceLength(std::string_view s) {
     n = 2;
   } else if (b0 >= 0xe0 && b0 <= 0xef) {
     n = 3;
-    if (b0 == 0xe0) low = 0xa0; /* no overlong forms */
+    if (b0 == 0xe0) low = 0xa0;  /* no overlong forms */
     if (b0 == 0xed) high = 0x9f; /* no surrogates */
   } else if (b0 >= 0xf0 && b0 <= 0xf4) {
     n = 4;
@@ -72,7 +72,8 @@ std::string ValidUtf8(std::string_view text) {
 
 class RapidJsonOut final : public JsonOut {
  public:
-  explicit RapidJsonOut(FILE *stream) : stream_(stream, buffer_, sizeof buffer_), writer_(stream_) {}
+  explicit RapidJsonOut(FILE *stream)
+      : stream_(stream, buffer_, sizeof buffer_), writer_(stream_) {}
 
   void BeginObject() override { writer_.StartObject(); }
   void EndObject() override { writer_.EndObject(); }

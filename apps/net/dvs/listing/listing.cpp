@@ -33,8 +33,8 @@ const char *const highVersionDumpPrefixes[] = {
 
 /* Port state names of the JSON document, by port state. */
 const ValueName portStateNames[] = {
-    {DVS_PORT_STATE_INVALID, "INVALID"}, {DVS_PORT_STATE_NORMAL, "NORMAL"},
-    {DVS_PORT_STATE_SHADOW, "SHADOW"},   {DVS_PORT_STATE_ZOMBIE, "ZOMBIE"},
+    {DVS_PORT_STATE_INVALID, "INVALID"},         {DVS_PORT_STATE_NORMAL, "NORMAL"},
+    {DVS_PORT_STATE_SHADOW, "SHADOW"},           {DVS_PORT_STATE_ZOMBIE, "ZOMBIE"},
     {DVS_PORT_STATE_LOCAL_CACHE, "LOCAL CACHE"},
 };
 

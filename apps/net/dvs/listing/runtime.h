@@ -95,7 +95,8 @@ void Prop_JsonPortStatus(const PrintContext &pc, const void *value, uint32_t len
 #define PASSTHRU_STATUS_ACTIVE 0x8
 void Prop_PrintPassthruStatus(const PrintContext &pc, const char *key, const void *value,
                               uint32_t length, int32_t flags);
-void Prop_JsonPassthruStatus(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonPassthruStatus(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out);
 
 /* PortStatistics: PORT_STATISTICS_COUNT u64 counters, one line each. */
 #define PORT_STATISTICS_COUNT 16
@@ -115,9 +116,11 @@ void Prop_JsonStatistics(const PrintContext &pc, const void *value, uint32_t len
 #define SERVICE_TAG_MAX_CHARS 31
 void Prop_PrintServiceProfiles(const PrintContext &pc, const char *key, const void *value,
                                uint32_t length, int32_t flags);
-void Prop_JsonServiceProfiles(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonServiceProfiles(const PrintContext &pc, const void *value, uint32_t length,
+                              JsonOut &out);
 void Prop_PrintServiceInstances(const PrintContext &pc, const char *key, const void *value,
                                 uint32_t length, int32_t flags);
-void Prop_JsonServiceInstances(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonServiceInstances(const PrintContext &pc, const void *value, uint32_t length,
+                               JsonOut &out);
 
 #endif  // APPS_NET_DVS_LISTING_RUNTIME_H

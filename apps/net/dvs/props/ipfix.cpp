@@ -178,7 +178,8 @@ CommandResult Cmd_SetIpfix(const CommandContext &ctx) {
 
 namespace {
 
-/* The switch-wide configuration: each field once the value holds it, up to the first it does not. */
+/* The switch-wide configuration: each field once the value holds it, up to the first it does not.
+ */
 struct IpfixValue {
   std::optional<uint32_t> idle;
   std::optional<uint32_t> active;

@@ -256,8 +256,7 @@ void Prop_PrintExtraEthFRP(const PrintContext &, const char *key, const void *va
   Prop_PrintFlagsLine(flags);
 }
 
-void Prop_JsonExtraEthFRP(const PrintContext &, const void *value, uint32_t length,
-                          JsonOut &out) {
+void Prop_JsonExtraEthFRP(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
   const ExtraFrpValue v = DecodeExtraFrp(ByteReader(value, length));
   out.BeginObject();
   if (v.bits) Json_Bits(out, "flags", extraFrpWords, *v.bits);

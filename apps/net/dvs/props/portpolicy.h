@@ -136,7 +136,6 @@ void Prop_JsonSecurity(const PrintContext &pc, const void *value, uint32_t lengt
 void Prop_JsonMacManagement(const PrintContext &pc, const void *value, uint32_t length,
                             JsonOut &out);
 void Prop_JsonDiscovery(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
-void Prop_JsonExtraEthFRP(const PrintContext &pc, const void *value, uint32_t length,
-                          JsonOut &out);
+void Prop_JsonExtraEthFRP(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_PORTPOLICY_H

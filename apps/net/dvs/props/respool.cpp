@@ -436,8 +436,7 @@ void Prop_PrintRespoolsList(const PrintContext &, const char *key, const void *v
   Prop_PrintFlagsLine(flags);
 }
 
-void Prop_JsonRespoolsList(const PrintContext &, const void *value, uint32_t length,
-                           JsonOut &out) {
+void Prop_JsonRespoolsList(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
   const RespoolListValue v = DecodeRespoolsList(ByteReader(value, length));
   out.BeginObject();
   if (v.count) {
@@ -461,8 +460,7 @@ void Prop_PrintRespoolAssoc(const PrintContext &, const char *key, const void *v
   Prop_PrintFlagsLine(flags, "\n\t\t\t");
 }
 
-void Prop_JsonRespoolAssoc(const PrintContext &, const void *value, uint32_t length,
-                           JsonOut &out) {
+void Prop_JsonRespoolAssoc(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
   const std::optional<std::string_view> id =
       ByteReader(value, length).Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
   out.BeginObject();

@@ -467,8 +467,7 @@ void Prop_PrintVolatileVlan(const PrintContext &, const char *key, const void *v
   Prop_PrintFlagsLine(flags);
 }
 
-void Prop_JsonVolatileVlan(const PrintContext &, const void *value, uint32_t length,
-                           JsonOut &out) {
+void Prop_JsonVolatileVlan(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
   const VolatileVlanValue v = DecodeVolatileVlan(ByteReader(value, length));
   out.BeginObject();
   if (v.vlanId) Json_Uint(out, "vlanId", *v.vlanId);
