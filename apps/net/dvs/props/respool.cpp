@@ -335,6 +335,7 @@ RespoolCfgValue DecodeRespoolsCfg(const ByteReader &r) {
 struct RespoolListValue {
   std::optional<uint32_t> count;
   std::vector<std::string_view> ids;
+  bool whole = false; /* every entry that count promises lies wholly inside the value */
   bool Whole() const { return count && ids.size() == *count; }
 };
 
@@ -347,6 +348,8 @@ RespoolListValue DecodeRespoolsList(const ByteReader &r) {
     if (!id) break;
     v.ids.push_back(*id);
   }
+  v.whole = v.count && r.Has(RESPOOL_LIST_OFF_ENTRIES,
+                             static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * *v.count);
   return v;
 }
 
@@ -445,7 +448,7 @@ void Prop_JsonRespoolsList(const PrintContext &, const void *value, uint32_t len
     for (const std::string_view id : v.ids) out.String(id);
     out.EndArray();
   }
-  Json_Truncated(out, !v.Whole());
+  Json_Truncated(out, !v.whole);
   out.EndObject();
 }
 
@@ -465,7 +468,7 @@ void Prop_JsonRespoolAssoc(const PrintContext &, const void *value, uint32_t len
       ByteReader(value, length).Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
   out.BeginObject();
   if (id) Json_Text(out, "id", *id);
-  Json_Truncated(out, !id);
+  Json_Truncated(out, length < RESPOOL_ASSOC_LEN);
   out.EndObject();
 }
 
@@ -496,7 +499,8 @@ void Prop_JsonHostStatus(const PrintContext &, const void *value, uint32_t lengt
   out.BeginObject();
   if (v.colour) Json_Enum(out, "colour", v.name, *v.colour);
   if (v.message) Json_Text(out, "message", *v.message);
-  Json_Truncated(out, !v.colour || (v.name != nullptr && !v.message));
+  /* The message is a fixed field: a value that ends inside it is short, though a text is read. */
+  Json_Truncated(out, !v.colour || (v.name != nullptr && length < HOST_STATUS_LEN));
   out.EndObject();
 }
 

@@ -105,7 +105,7 @@ std::string_view TextOf(const PropValue &value) {
 struct UplinkListValue {
   std::optional<uint32_t> count;
   std::vector<std::string_view> names;
-  bool Whole() const { return count && names.size() == *count; }
+  bool whole = false; /* every slot that count promises lies wholly inside the value */
 };
 
 UplinkListValue DecodeUplinkList(const ByteReader &r, size_t width) {
@@ -116,6 +116,7 @@ UplinkListValue DecodeUplinkList(const ByteReader &r, size_t width) {
     if (!name) break;
     v.names.push_back(*name);
   }
+  v.whole = v.count && r.Has(UPLINK_LIST_OFF_SLOTS, width * *v.count);
   return v;
 }
 
@@ -140,7 +141,7 @@ void WriteUplinkList(const void *value, uint32_t length, JsonOut &out, size_t wi
     for (const std::string_view name : v.names) out.String(name);
     out.EndArray();
   }
-  Json_Truncated(out, !v.Whole());
+  Json_Truncated(out, !v.whole);
   out.EndObject();
 }
 
@@ -178,7 +179,8 @@ const TeamingFields logicalSwitchFields = {
 /* The names in slots first to first + count - 1 (never past the block's last slot). */
 struct NameSlots {
   std::vector<std::string_view> names;
-  bool whole = true; /* false: a slot lies outside the value */
+  bool whole = true;    /* false: a slot starts outside the value */
+  bool complete = true; /* false: a slot does not lie wholly inside it */
 };
 
 NameSlots DecodeNameSlots(const ByteReader &r, size_t names, uint64_t first, uint64_t count) {
@@ -188,8 +190,10 @@ NameSlots DecodeNameSlots(const ByteReader &r, size_t names, uint64_t first, uin
         r.Text(names + i * UPLINK_GLOBAL_SLOT_LEN, UPLINK_GLOBAL_SLOT_LEN);
     if (!name) {
       v.whole = false;
+      v.complete = false;
       break;
     }
+    v.complete = v.complete && r.Has(names + i * UPLINK_GLOBAL_SLOT_LEN, UPLINK_GLOBAL_SLOT_LEN);
     v.names.push_back(*name);
   }
   return v;
@@ -204,7 +208,7 @@ struct TeamingValue {
   std::optional<uint32_t> standbyCount;
   std::optional<NameSlots> active;
   std::optional<NameSlots> standby;
-  bool Whole() const { return standby && standby->whole; }
+  bool Whole() const { return standby && active->complete && standby->complete; }
 };
 
 TeamingValue DecodeTeamingBlock(const ByteReader &r, size_t base, const TeamingFields &f) {
