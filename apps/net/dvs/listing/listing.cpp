@@ -14,6 +14,7 @@
 #include <string.h>
 
 #include <iterator>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -192,9 +193,12 @@ int Json_Port(DVSPort *p, void *context) {
   return 0;
 }
 
-/* Finds the switch's alias on its global list. */
+/*
+ * Finds the switch's alias on its global list. A copy: the walk may free
+ * the list's decoded nodes once it is over.
+ */
 struct AliasSearch {
-  std::optional<std::string_view> alias;
+  std::optional<std::string> alias;
 };
 
 int FindAlias(DVSDataNode *node, void *context) {
