@@ -604,6 +604,15 @@ TEST(JsonDecode, TextsThatAreNotUtf8AreReplacedNotCopied) {
   const std::string bad = "a\xff\xc3\xa9\xe2\x82";
   const json text = Document([&](JsonOut &out) { out.String(bad); });
   EXPECT_EQ(text, "a\xef\xbf\xbd\xc3\xa9\xef\xbf\xbd\xef\xbf\xbd");
+  /* Quotes, backslashes and control characters are escaped, plain texts copied as they are. */
+  const json mixed = Document([&](JsonOut &out) {
+    out.BeginArray();
+    out.String("say \"hi\"\\\x01\n");
+    out.String("plain text");
+    out.Hex("\x00\xab", 2);
+    out.EndArray();
+  });
+  EXPECT_EQ(mixed, json({"say \"hi\"\\\x01\n", "plain text", "00ab"}));
 }
 
 }  // namespace

@@ -40,6 +40,8 @@ class JsonOut {
   virtual void Int(int64_t number) = 0;
   virtual void Bool(bool value) = 0;
   virtual void Null() = 0;
+  /* A text of the bytes as lowercase hex digits, two to a byte. */
+  virtual void Hex(const void *bytes, size_t length) = 0;
 
  protected:
   ~JsonOut() = default;

@@ -151,19 +151,6 @@ const ValueName propFlagNames[] = {
     {static_cast<uint32_t>(PROP_NO_SYNC), "NO_SYNC"},
 };
 
-/* Writes the bytes of a value as lowercase hex digits, two to a byte. */
-void WriteHex(const void *value, uint32_t length, JsonOut &out) {
-  static const char hexDigits[] = "0123456789abcdef";
-  const uint8_t *bytes = static_cast<const uint8_t *>(value);
-  if (bytes == nullptr) length = 0;
-  std::string hex(2 * static_cast<size_t>(length), '0');
-  for (uint32_t i = 0; i < length; i++) {
-    hex[2 * i] = hexDigits[bytes[i] >> 4];
-    hex[2 * i + 1] = hexDigits[bytes[i] & 0x0f];
-  }
-  out.String(hex);
-}
-
 /* Context of the JSON walk's property visitor. */
 struct JsonWalk {
   PrintContext pc;
@@ -300,7 +287,7 @@ void Prop_WriteJson(const PrintContext &pc, const char *key, const void *value, 
   out.EndArray();
   Json_Uint(out, "length", length);
   out.Key("hex");
-  WriteHex(value, length, out);
+  out.Hex(value, length);
   out.Key("value");
   Prop_WriteValueJson(pc, key, value, length, out);
   out.EndObject();
