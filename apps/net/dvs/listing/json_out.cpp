@@ -161,7 +161,10 @@ class RapidJsonOut final : public JsonOut {
     at[length] = '"';
     return at;
   }
-  void Quoted(std::string_view text) { memcpy(Quoted(text.size()), text.data(), text.size()); }
+  void Quoted(std::string_view text) {
+    char *at = Quoted(text.size());
+    if (!text.empty()) memcpy(at, text.data(), text.size());
+  }
 
   void WriteOut() {
     if (buffer_.GetSize() > 0) fwrite(buffer_.GetString(), 1, buffer_.GetSize(), stream_);
