@@ -348,8 +348,8 @@ RespoolListValue DecodeRespoolsList(const ByteReader &r) {
     if (!id) break;
     v.ids.push_back(*id);
   }
-  v.whole = v.count && r.Has(RESPOOL_LIST_OFF_ENTRIES,
-                             static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * *v.count);
+  v.whole = v.count &&
+            r.Has(RESPOOL_LIST_OFF_ENTRIES, static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * *v.count);
   return v;
 }
 
