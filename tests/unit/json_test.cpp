@@ -609,10 +609,13 @@ TEST(JsonDecode, TextsThatAreNotUtf8AreReplacedNotCopied) {
     out.BeginArray();
     out.String("say \"hi\"\\\x01\n");
     out.String("plain text");
+    out.String("\xac control characters past 0x19: \x1a\x1c\x1f, then more text");
     out.Hex("\x00\xab", 2);
     out.EndArray();
   });
-  EXPECT_EQ(mixed, json({"say \"hi\"\\\x01\n", "plain text", "00ab"}));
+  EXPECT_EQ(mixed, json({"say \"hi\"\\\x01\n", "plain text",
+                         "\xef\xbf\xbd control characters past 0x19: \x1a\x1c\x1f, then more text",
+                         "00ab"}));
 }
 
 }  // namespace
