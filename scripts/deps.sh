@@ -7,9 +7,11 @@ set -euo pipefail
 # clang and libclang-rt-dev (libFuzzer and the sanitizer runtimes) build the fuzz targets;
 # clang-format checks the code's layout; pkgconf and libsystemd-dev give zorcored its
 # readiness for systemd; lintian, systemd (systemd-analyze) and adduser serve the
-# package test.
+# package test. rapidjson-dev writes the --json documents; nlohmann-json3-dev and
+# python3-jsonschema (for Debian's /usr/bin/python3) read and check them in the tests.
 pkgs=(cmake ninja-build g++ dpkg-dev googletest libgtest-dev libgmock-dev libbenchmark-dev iproute2
-      clang libclang-rt-dev clang-format pkgconf libsystemd-dev lintian systemd adduser)
+      clang libclang-rt-dev clang-format pkgconf libsystemd-dev lintian systemd adduser
+      rapidjson-dev nlohmann-json3-dev python3-jsonschema)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -24,6 +24,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "json_twin.h"
+
 extern char **environ;
 
 namespace transcript {
@@ -226,6 +228,7 @@ void TranscriptTest::SetUp() {
 }
 
 void TranscriptTest::TearDown() {
+  if (!dir_.empty() && !HasFailure()) ValidateJsonTwins(dir_);
   std::error_code ec;
   if (!dir_.empty()) std::filesystem::remove_all(dir_, ec);
 }
@@ -261,6 +264,9 @@ void TranscriptTest::Check(const std::vector<Row> &rows, const RunOptions &optio
     EXPECT_EQ(r.exitStatus, row.status);
     EXPECT_EQ(r.out, Expand(row.out));
     EXPECT_EQ(r.err, Expand(row.err));
+    if (::testing::Test::HasFailure()) return;
+    const std::vector<std::string> words = SplitCommandLine(Expand(row.command));
+    if (r.exitStatus == 0 && PrintsListing(words)) CheckJsonTwin(words, options, r, dir_);
     if (::testing::Test::HasFailure()) return;
   }
 }

@@ -332,8 +332,8 @@ struct Refusal {
 };
 
 /*
- * The options of one line and the batch's own refusals: no -f, --batch or
- * --check, no command that a batch cannot hold. Returns a refusal, or
+ * The options of one line and the batch's own refusals: no -f, --batch,
+ * --check or --json, no command that a batch cannot hold. Returns a refusal, or
  * nothing.
  */
 std::optional<Refusal> ParseLine(LineArgs &args, Invocation &inv, bool fileMode) {
@@ -344,6 +344,7 @@ std::optional<Refusal> ParseLine(LineArgs &args, Invocation &inv, bool fileMode)
   if (inv.configFilePath != nullptr || inv.batchFile != nullptr || inv.batchCheck) {
     return Refusal{BATCH_REFUSED, false, "-f, --batch and --check belong to the whole batch\n"};
   }
+  if (inv.json) return Refusal{BATCH_REFUSED, false, "--json cannot run in a batch\n"};
   const CommandRow &row = Cli_CommandRow(inv.command);
   if (row.batch == InBatch::NO) {
     return Refusal{BATCH_REFUSED, false, std::string(row.option) + " cannot run in a batch\n"};

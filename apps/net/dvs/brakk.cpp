@@ -160,6 +160,7 @@ int main(int argc, char **argv) {
   FeatureState_Init();
   Invocation inv;
   StopOn(Cli_ParseOptions(argc, argv, inv));
+  StopOn(Cli_CheckJson(inv));
   if (inv.batchFile != nullptr) Brakk_Exit(Batch_Run(inv));
   /* The mode is fixed once the options are read: -f edits a configuration, else the kernel. */
   const bool fileMode = inv.configFilePath != nullptr;

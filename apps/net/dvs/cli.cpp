@@ -190,6 +190,10 @@ int SetBatchCheck(Invocation &inv, const char *) {
   inv.batchCheck = true;
   return CONTINUE;
 }
+int SetJson(Invocation &inv, const char *) {
+  inv.json = true;
+  return CONTINUE;
+}
 int SetClassName(Invocation &inv, const char *arg) {
   inv.className = arg;
   return CONTINUE;
@@ -287,6 +291,7 @@ constexpr OptionRow optionTable[] = {
   /* Extensions of the command language, documented apart from the usage text. */
   {0, "batch",            required_argument, NO_COMMAND,            SetBatchFile},
   {0, "check",            no_argument,       NO_COMMAND,            SetBatchCheck},
+  {0, "json",             no_argument,       NO_COMMAND,            SetJson},
 };
 // clang-format on
 
@@ -354,6 +359,10 @@ int Run_ResetKernel(const CommandContext &) {
 }
 
 int Run_List(const CommandContext &ctx) {
+  if (ctx.inv.json) {
+    List_Json(ctx.sw);
+    return 0;
+  }
   DVSState_SwitchForEach(List_Switch, const_cast<char *>(ctx.sw));
   return 0;
 }
@@ -533,6 +542,15 @@ std::optional<Stop> Cli_CheckArguments(Needs needs, const char *sw, const Invoca
 std::optional<Stop> Cli_CheckPortOnceFound(const Invocation &inv) {
   if (inv.portName == nullptr) return RefuseArguments("port name not specified.\n");
   return std::nullopt;
+}
+
+std::optional<Stop> Cli_CheckJson(const Invocation &inv) {
+  if (!inv.json) return std::nullopt;
+  if (inv.batchFile == nullptr && (inv.command == CMD_LIST || inv.command == CMD_GET_PROP)) {
+    return std::nullopt;
+  }
+  fputs("--json goes only with -l and -r\n", stderr);
+  return Stop{1, false};
 }
 
 std::optional<Stop> Cli_CheckClassName(const Invocation &inv) {

@@ -114,6 +114,12 @@ std::optional<Stop> Cli_CheckArguments(Needs needs, const char *sw, const Invoca
 std::optional<Stop> Cli_CheckPortOnceFound(const Invocation &inv);
 
 /*
+ * --json: only -l and -r print a document, and not in a batch. Anything
+ * else prints "--json goes only with -l and -r" and stops with 1.
+ */
+std::optional<Stop> Cli_CheckJson(const Invocation &inv);
+
+/*
  * The checks of the switch flow that need no configuration, in its order:
  * --className with another command than -a ("Class name is not require
  * for command %d."), then a missing switch ID ("Switch ID is not

@@ -197,7 +197,11 @@ CommandResult Cmd_GetProp(const CommandContext &ctx) {
   }
   PrintContext pc;
   pc.highVersion = KernelSwitchIsHighVersion(ctx.kernel, ctx.sw);
-  Prop_Print(pc, key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
+  if (ctx.inv.json) {
+    Prop_PrintJsonDocument(pc, key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
+  } else {
+    Prop_Print(pc, key, value.data(), static_cast<uint32_t>(value.size()), PROP_CONFIG);
+  }
   return ZOR_OK;
 }
 

@@ -136,6 +136,8 @@ struct Invocation {
   const char *batchFile = nullptr;
   /* --check: run (file mode) or check (kernel mode) the batch, but keep nothing. */
   bool batchCheck = false;
+  /* --json: -l and -r print one JSON document instead of the text. */
+  bool json = false;
 };
 
 /* The table of state operations a command edits through (state/state_ops.h). */

@@ -34,10 +34,26 @@ struct PrintContext {
 typedef void (*PropPrinter)(const PrintContext &pc, const char *key, const void *value,
                             uint32_t length, int32_t flags);
 
-/* One row of the printer table: a key and the printer that shows its values. */
+class JsonOut;
+
+/*
+ * Writes the decoded value of one property to out as one JSON value (an
+ * object, or null where the value is not decoded): the print context,
+ * the value bytes and the value length. Reads what the text printer of
+ * the same row reads, through the same decode.
+ */
+typedef void (*PropJsonWriter)(const PrintContext &pc, const void *value, uint32_t length,
+                               JsonOut &out);
+
+/*
+ * One row of the printer table: a key, the printer that shows its values
+ * in the text listing and the writer of the same values in the JSON
+ * document (null: the value is written as null).
+ */
 struct PropPrinterRow {
   const char *key; /* null in the last (default) row */
   PropPrinter printer;
+  PropJsonWriter json = nullptr;
 };
 
 #define PROP_FLAGS_TEXT_LEN 64

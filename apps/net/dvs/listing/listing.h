@@ -43,6 +43,34 @@ void Prop_PrintHexDump(const PrintContext &pc, const char *key, const void *valu
 void Prop_PrintString(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                       int32_t flags);
 
+class JsonOut;
+
+/*
+ * Writes the decoded value of one property to out: what the JSON writer
+ * of the row that Prop_Print would choose writes, or null where the row
+ * has none.
+ */
+void Prop_WriteValueJson(const PrintContext &pc, const char *key, const void *value,
+                         uint32_t length, JsonOut &out);
+/*
+ * Writes one property to out as the object {"key", "flags" (the names of
+ * the flag bits), "length", "hex" (every byte of the value), "value" (as
+ * Prop_WriteValueJson)}.
+ */
+void Prop_WriteJson(const PrintContext &pc, const char *key, const void *value, uint32_t length,
+                    int32_t flags, JsonOut &out);
+/* Prints one property as a JSON document of its own (-r with --json) on standard output. */
+void Prop_PrintJsonDocument(const PrintContext &pc, const char *key, const void *value,
+                            uint32_t length, int32_t flags);
+
+/*
+ * The JSON listing: prints on standard output one document,
+ * {"switches": [...]}, with every switch of the loaded configuration
+ * state (or only the one whose ID text is wantedId), written switch by
+ * switch and port by port as the walk meets them.
+ */
+void List_Json(const char *wantedId);
+
 /* The listing's own printer rows (the host's DVS ID, shown as text). */
 extern const PropFamily LISTING_FAMILY;
 

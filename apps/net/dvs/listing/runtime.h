@@ -11,7 +11,10 @@
  *
  *    Every printer has the PropPrinter form, prints to standard output and
  *    reads only what lies inside the value: at the first field that the
- *    value does not hold it ends the line it is on and stops.
+ *    value does not hold it ends the line it is on and stops. Beside each
+ *    printer, its JSON writer (PropJsonWriter form) writes the same decode
+ *    of the value: the fields that the value holds, and "truncated" when
+ *    it ends before the layout does.
  */
 
 #ifndef APPS_NET_DVS_LISTING_RUNTIME_H
@@ -20,6 +23,7 @@
 #include <stdint.h>
 
 #include "base/family.h"
+#include "base/json.h"
 #include "base/print.h"
 
 /* Keys that only the kernel and host agents write; this tool prints them. */
@@ -41,10 +45,12 @@ extern const PropFamily RUNTIME_FAMILY;
 /* Integer properties (i32): connection ID, MTU, clean-up barrier. */
 void Prop_PrintInt(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                    int32_t flags);
+void Prop_JsonInt(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 /* Upgrade state: u8. */
 void Prop_PrintUpgrade(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                        int32_t flags);
+void Prop_JsonUpgrade(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 /*
  * LinkStatus, packed, little-endian; 4 bytes.
@@ -58,6 +64,7 @@ void Prop_PrintUpgrade(const PrintContext &pc, const char *key, const void *valu
 #define LINK_STATUS_LEN 4
 void Prop_PrintLinkStatus(const PrintContext &pc, const char *key, const void *value,
                           uint32_t length, int32_t flags);
+void Prop_JsonLinkStatus(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 /*
  * PortStatus, packed, little-endian.
@@ -76,6 +83,7 @@ void Prop_PrintLinkStatus(const PrintContext &pc, const char *key, const void *v
 /* A port not in use prints " free" and nothing else. */
 void Prop_PrintPortStatus(const PrintContext &pc, const char *key, const void *value,
                           uint32_t length, int32_t flags);
+void Prop_JsonPortStatus(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 /*
  * PassthruStatus, packed, little-endian.
@@ -88,11 +96,14 @@ void Prop_PrintPortStatus(const PrintContext &pc, const char *key, const void *v
 #define PASSTHRU_STATUS_ACTIVE 0x8
 void Prop_PrintPassthruStatus(const PrintContext &pc, const char *key, const void *value,
                               uint32_t length, int32_t flags);
+void Prop_JsonPassthruStatus(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out);
 
 /* PortStatistics: PORT_STATISTICS_COUNT u64 counters, one line each. */
 #define PORT_STATISTICS_COUNT 16
 void Prop_PrintStatistics(const PrintContext &pc, const char *key, const void *value,
                           uint32_t length, int32_t flags);
+void Prop_JsonStatistics(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 /*
  * Service profiles and instances: a NUL-terminated text of tags in angle
@@ -106,7 +117,11 @@ void Prop_PrintStatistics(const PrintContext &pc, const char *key, const void *v
 #define SERVICE_TAG_MAX_CHARS 31
 void Prop_PrintServiceProfiles(const PrintContext &pc, const char *key, const void *value,
                                uint32_t length, int32_t flags);
+void Prop_JsonServiceProfiles(const PrintContext &pc, const void *value, uint32_t length,
+                              JsonOut &out);
 void Prop_PrintServiceInstances(const PrintContext &pc, const char *key, const void *value,
                                 uint32_t length, int32_t flags);
+void Prop_JsonServiceInstances(const PrintContext &pc, const void *value, uint32_t length,
+                               JsonOut &out);
 
 #endif  // APPS_NET_DVS_LISTING_RUNTIME_H

@@ -14,7 +14,11 @@
 #include <string.h>
 
 #include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "props/bytes.h"
 #include "state/state_ops.h"
@@ -144,25 +148,65 @@ CommandResult Cmd_CheckRemove(const CommandContext &ctx) {
 
 namespace {
 
-/* The words of one kind of check result. */
+/* The words of one kind of check result, and the names of its two lists in the document. */
 struct CheckResultWords {
   const char *bad;
   const char *first;
   const char *second;
+  const char *firstName;
+  const char *secondName;
 };
 
 const CheckResultWords vlanResultWords = {"\t\tBad VLAN result!\n",
-                                          "\t\tTrunked VLAN:", "\t\tUntrunked VLAN:"};
+                                          "\t\tTrunked VLAN:", "\t\tUntrunked VLAN:", "trunkedVlan",
+                                          "untrunkedVlan"};
 const CheckResultWords mtuResultWords = {"\t\tBad MTU result!\n",
-                                         "\t\tAllowed MTU:", "\t\tDisallowed MTU:"};
+                                         "\t\tAllowed MTU:", "\t\tDisallowed MTU:", "allowedMtu",
+                                         "disallowedMtu"};
 
-/* Prints count ranges from range first on, "low-high" or "low", separated by ','. */
-void PrintResultRanges(const ByteReader &r, uint32_t first, uint32_t count) {
+typedef std::vector<std::pair<uint32_t, uint32_t>> Ranges;
+
+/*
+ * A CheckResult: its two lists of ranges, or bad when the value is not
+ * exactly as long as its two counts say (so every range read lies inside).
+ */
+struct CheckResultValue {
+  bool bad = true;
+  Ranges first;
+  Ranges second;
+};
+
+Ranges ResultRanges(const ByteReader &r, uint32_t first, uint32_t count) {
+  Ranges ranges;
   for (uint32_t i = first; i < first + count; i++) {
     const size_t range = CHECK_RESULT_OFF_RANGES + static_cast<size_t>(CHECK_RESULT_RANGE_LEN) * i;
-    const int low = r.U16(range + CHECK_RESULT_RANGE_OFF_LOW).value_or(0);
-    const int high = r.U16(range + CHECK_RESULT_RANGE_OFF_HIGH).value_or(0);
-    if (i > first) printf(",");
+    ranges.emplace_back(r.U16(range + CHECK_RESULT_RANGE_OFF_LOW).value_or(0),
+                        r.U16(range + CHECK_RESULT_RANGE_OFF_HIGH).value_or(0));
+  }
+  return ranges;
+}
+
+CheckResultValue DecodeCheckResult(const ByteReader &r) {
+  CheckResultValue v;
+  const std::optional<uint16_t> first = r.U16(CHECK_RESULT_OFF_FIRST_COUNT);
+  const std::optional<uint16_t> second = r.U16(CHECK_RESULT_OFF_SECOND_COUNT);
+  if (!first || !second ||
+      r.Length() != CHECK_RESULT_OFF_RANGES + static_cast<uint64_t>(CHECK_RESULT_RANGE_LEN) *
+                                                  (static_cast<uint64_t>(*first) + *second)) {
+    return v;
+  }
+  v.bad = false;
+  v.first = ResultRanges(r, 0, *first);
+  v.second = ResultRanges(r, *first, *second);
+  return v;
+}
+
+/* Prints ranges as "low-high" or "low", separated by ','. */
+void PrintResultRanges(const Ranges &ranges) {
+  for (size_t i = 0; i < ranges.size(); i++) {
+    const int low = static_cast<int>(ranges[i].first);
+    const int high = static_cast<int>(ranges[i].second);
+    if (i > 0) printf(",");
     if (low == high) {
       printf("%d", low);
     } else {
@@ -171,63 +215,78 @@ void PrintResultRanges(const ByteReader &r, uint32_t first, uint32_t count) {
   }
 }
 
-/*
- * Prints a CheckResult with words; a value that is not exactly as long as
- * its two counts say is reported as bad, so every range read lies inside.
- */
 void PrintCheckResult(const void *value, uint32_t length, const CheckResultWords &words) {
-  const ByteReader r(value, length);
-  const std::optional<uint16_t> first = r.U16(CHECK_RESULT_OFF_FIRST_COUNT);
-  const std::optional<uint16_t> second = r.U16(CHECK_RESULT_OFF_SECOND_COUNT);
-  if (!first || !second ||
-      length != CHECK_RESULT_OFF_RANGES + static_cast<uint64_t>(CHECK_RESULT_RANGE_LEN) *
-                                              (static_cast<uint64_t>(*first) + *second)) {
+  const CheckResultValue v = DecodeCheckResult(ByteReader(value, length));
+  if (v.bad) {
     fputs(words.bad, stdout);
     return;
   }
   fputs(words.first, stdout);
-  PrintResultRanges(r, 0, *first);
+  PrintResultRanges(v.first);
   printf("\n");
   fputs(words.second, stdout);
-  PrintResultRanges(r, *first, *second);
+  PrintResultRanges(v.second);
   printf("\n");
+}
+
+/* Writes key: [{"low", "high"}, ...]. */
+void WriteRanges(JsonOut &out, std::string_view key, const Ranges &ranges) {
+  out.Key(key);
+  out.BeginArray();
+  for (const auto &[low, high] : ranges) {
+    out.BeginObject();
+    Json_Uint(out, "low", low);
+    Json_Uint(out, "high", high);
+    out.EndObject();
+  }
+  out.EndArray();
+}
+
+/* A check result as {first list: ranges, second list: ranges}, or {"bad": true}. */
+void WriteCheckResult(const void *value, uint32_t length, const CheckResultWords &words,
+                      JsonOut &out) {
+  const CheckResultValue v = DecodeCheckResult(ByteReader(value, length));
+  out.BeginObject();
+  if (v.bad) {
+    Json_Bool(out, "bad", true);
+  } else {
+    WriteRanges(out, words.firstName, v.first);
+    WriteRanges(out, words.secondName, v.second);
+  }
+  out.EndObject();
 }
 
 bool BitIsSet(const uint8_t *bitmap, uint32_t bit) {
   return (bitmap[bit / 8] & (1u << (bit % 8))) != 0;
 }
 
-}  // namespace
+/* A deployment: its status and interval, each once the value holds it. */
+struct CheckDeployValue {
+  std::optional<uint8_t> enabled;
+  std::optional<uint32_t> interval;
+};
 
-void Prop_PrintCheckDeploy(const PrintContext &, const char *key, const void *value,
-                           uint32_t length, int32_t /* flags */) {
-  const ByteReader r(value, length);
-  printf("\t\t%s:\n", key);
-  const std::optional<uint8_t> enabled = r.U8(CHECK_DEPLOY_OFF_ENABLED);
-  if (!enabled) return;
-  printf("\t\t\tstatus is %s\n", *enabled == 1 ? "Enabled" : "Disabled");
-  const std::optional<uint32_t> interval = r.U32(CHECK_DEPLOY_OFF_INTERVAL);
-  if (!interval) return;
-  printf("\t\t\tinterval is %d minutes\n", static_cast<int>(*interval));
+CheckDeployValue DecodeCheckDeploy(const ByteReader &r) {
+  CheckDeployValue v;
+  v.enabled = r.U8(CHECK_DEPLOY_OFF_ENABLED);
+  if (v.enabled) v.interval = r.U32(CHECK_DEPLOY_OFF_INTERVAL);
+  return v;
 }
 
-void Prop_PrintTeamCheckParam(const PrintContext &, const char *key, const void *value,
-                              uint32_t length, int32_t /* flags */) {
-  const ByteReader r(value, length);
-  /* An unsigned integer of the value's own length, little-endian, at most four bytes. */
+/* The teaming check's parameter: an unsigned integer of the value's own length, at most 4 bytes. */
+uint32_t DecodeTeamCheckParam(const ByteReader &r) {
   uint32_t param = 0;
-  const uint32_t width = length < CHECK_TEAM_PARAM_MAX_LEN ? length : CHECK_TEAM_PARAM_MAX_LEN;
+  const uint32_t width =
+      r.Length() < CHECK_TEAM_PARAM_MAX_LEN ? r.Length() : CHECK_TEAM_PARAM_MAX_LEN;
   for (uint32_t i = 0; i < width; i++)
     param |= static_cast<uint32_t>(r.U8(i).value_or(0)) << (8 * i);
-  printf("\t\t%s: %s\n", key, param != 0 ? "IPHASH" : "NonIPHASH");
+  return param;
 }
 
-void Prop_PrintVlanRanges(const PrintContext &, const char *key, const void *value, uint32_t length,
-                          int32_t flags) {
-  const ByteReader r(value, length);
-  printf("\t\t%s:\n", key);
-  printf("\t\t\tranges =");
-  const uint32_t bytes = length < VLAN_BITMAP_LEN ? length : VLAN_BITMAP_LEN;
+/* The VLANs of a bitmap as ranges of set bits; only the bytes that the value holds are read. */
+Ranges DecodeVlanBitmap(const ByteReader &r) {
+  Ranges ranges;
+  const uint32_t bytes = r.Length() < VLAN_BITMAP_LEN ? r.Length() : VLAN_BITMAP_LEN;
   const uint8_t *bitmap = r.Bytes(0, bytes);
   const uint32_t bits = bitmap != nullptr ? bytes * 8 : 0;
   uint32_t vlan = 0;
@@ -238,15 +297,71 @@ void Prop_PrintVlanRanges(const PrintContext &, const char *key, const void *val
     }
     uint32_t last = vlan;
     while (last + 1 < bits && BitIsSet(bitmap, last + 1)) last++;
-    if (last > vlan) {
-      printf(" %u-%u", vlan, last);
-    } else {
-      printf(" %u", vlan);
-    }
+    ranges.emplace_back(vlan, last);
     vlan = last + 1;
+  }
+  return ranges;
+}
+
+}  // namespace
+
+void Prop_PrintCheckDeploy(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t /* flags */) {
+  const CheckDeployValue v = DecodeCheckDeploy(ByteReader(value, length));
+  printf("\t\t%s:\n", key);
+  if (!v.enabled) return;
+  printf("\t\t\tstatus is %s\n", *v.enabled == 1 ? "Enabled" : "Disabled");
+  if (!v.interval) return;
+  printf("\t\t\tinterval is %d minutes\n", static_cast<int>(*v.interval));
+}
+
+void Prop_JsonCheckDeploy(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const CheckDeployValue v = DecodeCheckDeploy(ByteReader(value, length));
+  out.BeginObject();
+  if (v.enabled) Json_Enum(out, "status", *v.enabled == 1 ? "Enabled" : "Disabled", *v.enabled);
+  if (v.interval) Json_Int(out, "interval", static_cast<int32_t>(*v.interval));
+  Json_Truncated(out, !v.interval);
+  out.EndObject();
+}
+
+void Prop_PrintTeamCheckParam(const PrintContext &, const char *key, const void *value,
+                              uint32_t length, int32_t /* flags */) {
+  const uint32_t param = DecodeTeamCheckParam(ByteReader(value, length));
+  printf("\t\t%s: %s\n", key, param != 0 ? "IPHASH" : "NonIPHASH");
+}
+
+void Prop_JsonTeamCheckParam(const PrintContext &, const void *value, uint32_t length,
+                             JsonOut &out) {
+  const ByteReader r(value, length);
+  const uint32_t param = DecodeTeamCheckParam(r);
+  out.BeginObject();
+  Json_Enum(out, "param", param != 0 ? "IPHASH" : "NonIPHASH", param);
+  Json_Truncated(out, r.Length() < CHECK_TEAM_PARAM_LEN);
+  out.EndObject();
+}
+
+void Prop_PrintVlanRanges(const PrintContext &, const char *key, const void *value, uint32_t length,
+                          int32_t flags) {
+  const Ranges ranges = DecodeVlanBitmap(ByteReader(value, length));
+  printf("\t\t%s:\n", key);
+  printf("\t\t\tranges =");
+  for (const auto &[low, high] : ranges) {
+    if (high > low) {
+      printf(" %u-%u", low, high);
+    } else {
+      printf(" %u", low);
+    }
   }
   printf("\n");
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonVlanRanges(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const ByteReader r(value, length);
+  out.BeginObject();
+  WriteRanges(out, "ranges", DecodeVlanBitmap(r));
+  Json_Truncated(out, r.Length() < VLAN_BITMAP_LEN);
+  out.EndObject();
 }
 
 void Prop_PrintVlanCheckResult(const PrintContext &, const char * /* key */, const void *value,
@@ -254,9 +369,19 @@ void Prop_PrintVlanCheckResult(const PrintContext &, const char * /* key */, con
   PrintCheckResult(value, length, vlanResultWords);
 }
 
+void Prop_JsonVlanCheckResult(const PrintContext &, const void *value, uint32_t length,
+                              JsonOut &out) {
+  WriteCheckResult(value, length, vlanResultWords, out);
+}
+
 void Prop_PrintMtuCheckResult(const PrintContext &, const char * /* key */, const void *value,
                               uint32_t length, int32_t /* flags */) {
   PrintCheckResult(value, length, mtuResultWords);
+}
+
+void Prop_JsonMtuCheckResult(const PrintContext &, const void *value, uint32_t length,
+                             JsonOut &out) {
+  WriteCheckResult(value, length, mtuResultWords, out);
 }
 
 /* ---- The family --------------------------------------------------------------- */
@@ -294,14 +419,14 @@ const UsageEntry healthCheckUsage[] = {
 };
 
 const PropPrinterRow healthCheckPrinters[] = {
-    {CHECK_KEY_VLAN_RESULT, Prop_PrintVlanCheckResult},
-    {CHECK_KEY_MTU_RESULT, Prop_PrintMtuCheckResult},
-    {CHECK_KEY_VLANMTU_DEPLOY, Prop_PrintCheckDeploy},
-    {CHECK_KEY_QELT_VLANMTU_DEPLOY, Prop_PrintCheckDeploy},
-    {CHECK_KEY_TEAM_DEPLOY, Prop_PrintCheckDeploy},
-    {CHECK_KEY_VLANMTU_PARAM, Prop_PrintVlanRanges},
-    {CHECK_KEY_QELT_VLANMTU_PARAM, Prop_PrintVlanRanges},
-    {CHECK_KEY_TEAM_PARAM, Prop_PrintTeamCheckParam},
+    {CHECK_KEY_VLAN_RESULT, Prop_PrintVlanCheckResult, Prop_JsonVlanCheckResult},
+    {CHECK_KEY_MTU_RESULT, Prop_PrintMtuCheckResult, Prop_JsonMtuCheckResult},
+    {CHECK_KEY_VLANMTU_DEPLOY, Prop_PrintCheckDeploy, Prop_JsonCheckDeploy},
+    {CHECK_KEY_QELT_VLANMTU_DEPLOY, Prop_PrintCheckDeploy, Prop_JsonCheckDeploy},
+    {CHECK_KEY_TEAM_DEPLOY, Prop_PrintCheckDeploy, Prop_JsonCheckDeploy},
+    {CHECK_KEY_VLANMTU_PARAM, Prop_PrintVlanRanges, Prop_JsonVlanRanges},
+    {CHECK_KEY_QELT_VLANMTU_PARAM, Prop_PrintVlanRanges, Prop_JsonVlanRanges},
+    {CHECK_KEY_TEAM_PARAM, Prop_PrintTeamCheckParam, Prop_JsonTeamCheckParam},
 };
 
 }  // namespace

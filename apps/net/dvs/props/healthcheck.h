@@ -20,6 +20,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 
 /* Deployment of each check (a CheckDeploy record). */
 #define CHECK_KEY_TEAM_DEPLOY "com.corvane.common.teamcheck.deploy"
@@ -122,5 +123,21 @@ void Prop_PrintVlanCheckResult(const PrintContext &pc, const char *key, const vo
 /* An MTU check result, the same way. */
 void Prop_PrintMtuCheckResult(const PrintContext &pc, const char *key, const void *value,
                               uint32_t length, int32_t flags);
+
+/*
+ * Their JSON writers, from the same decodes: a deployment as {"status",
+ * "interval"}, the teaming parameter as {"param"}, a VLAN bitmap as
+ * {"ranges": [{"low", "high"}]}, a result as {"trunkedVlan",
+ * "untrunkedVlan"} or {"allowedMtu", "disallowedMtu"} (lists of ranges),
+ * or {"bad": true} where the text says the result is bad.
+ */
+void Prop_JsonCheckDeploy(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonTeamCheckParam(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out);
+void Prop_JsonVlanRanges(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonVlanCheckResult(const PrintContext &pc, const void *value, uint32_t length,
+                              JsonOut &out);
+void Prop_JsonMtuCheckResult(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_HEALTHCHECK_H

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "state/target.h"
 
@@ -176,42 +177,95 @@ CommandResult Cmd_SetIpfix(const CommandContext &ctx) {
   return NetflowError();
 }
 
-void Prop_PrintIpfix(const PrintContext &, const char *key, const void *value, uint32_t length,
-                     int32_t flags) {
-  const ByteReader r(value, length);
-  printf("\t\t%s:\n", key);
-  const std::optional<uint32_t> idle = r.U32(IPFIX_OFF_IDLE_TIMEOUT);
-  if (!idle) return;
-  printf("\t\t\tidle timeout = %u seconds\n", *idle);
-  const std::optional<uint32_t> active = r.U32(IPFIX_OFF_ACTIVE_TIMEOUT);
-  if (!active) return;
-  printf("\t\t\tactive timeout = %u seconds\n", *active);
-  const std::optional<uint32_t> rate = r.U32(IPFIX_OFF_SAMPLING_RATE);
-  if (!rate) return;
-  printf("\t\t\tsampling rate = %u\n", *rate);
+namespace {
 
+/* The switch-wide configuration: each field once the value holds it, up to the first it does not.
+ */
+struct IpfixValue {
+  std::optional<uint32_t> idle;
+  std::optional<uint32_t> active;
+  std::optional<uint32_t> rate;
+  std::optional<std::string> collector; /* the collector's address as text */
+  uint16_t port = 0;
+  bool ipv4 = true;
+  std::optional<bool> internalOnly;
+  std::optional<uint32_t> obsDomainId;
+};
+
+/* An IPv4 address (4 bytes, network order) as dotted text. */
+std::string Dotted(const uint8_t *a) {
+  char dotted[INET_ADDRSTRLEN] = {};
+  inet_ntop(AF_INET, a, dotted, sizeof dotted);
+  return dotted;
+}
+
+IpfixValue DecodeIpfix(const ByteReader &r) {
+  IpfixValue v;
+  if (!(v.idle = r.U32(IPFIX_OFF_IDLE_TIMEOUT))) return v;
+  if (!(v.active = r.U32(IPFIX_OFF_ACTIVE_TIMEOUT))) return v;
+  if (!(v.rate = r.U32(IPFIX_OFF_SAMPLING_RATE))) return v;
   const uint8_t *a = r.Bytes(IPFIX_OFF_COLLECTOR_ADDR, IPFIX_COLLECTOR_ADDR_LEN);
   const std::optional<uint16_t> port = r.U16(IPFIX_OFF_COLLECTOR_PORT);
   const std::optional<uint8_t> family = r.U8(IPFIX_OFF_FAMILY);
-  if (a == nullptr || !port || !family) return;
-  if (*family != IPFIX_FAMILY_IPV4) {
-    printf(
-        "\t\t\tcollector = "
-        "[%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x]:%hu\n",
-        a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11], a[12], a[13],
-        a[14], a[15], *port);
+  if (a == nullptr || !port || !family) return v;
+  v.port = *port;
+  v.ipv4 = *family == IPFIX_FAMILY_IPV4;
+  if (v.ipv4) {
+    v.collector = Dotted(a);
   } else {
-    char dotted[INET_ADDRSTRLEN] = {};
-    inet_ntop(AF_INET, a, dotted, sizeof dotted);
-    printf("\t\t\tcollector = %s:%hu\n", dotted, *port);
+    char text[40];
+    snprintf(text, sizeof text,
+             "%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x", a[0], a[1],
+             a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11], a[12], a[13], a[14],
+             a[15]);
+    v.collector = text;
   }
   const std::optional<uint8_t> internalOnly = r.U8(IPFIX_OFF_INTERNAL_ONLY);
-  if (!internalOnly) return;
-  printf("\t\t\tinternal flows only = %s\n", *internalOnly != 0 ? "true" : "false");
-  const std::optional<uint32_t> obs = r.U32(IPFIX_OFF_OBS_DOMAIN_ID);
-  if (!obs) return;
-  printf("\t\t\tobsDomainID = %u\n", *obs);
+  if (!internalOnly) return v;
+  v.internalOnly = *internalOnly != 0;
+  v.obsDomainId = r.U32(IPFIX_OFF_OBS_DOMAIN_ID);
+  return v;
+}
+
+}  // namespace
+
+void Prop_PrintIpfix(const PrintContext &, const char *key, const void *value, uint32_t length,
+                     int32_t flags) {
+  const IpfixValue v = DecodeIpfix(ByteReader(value, length));
+  printf("\t\t%s:\n", key);
+  if (!v.idle) return;
+  printf("\t\t\tidle timeout = %u seconds\n", *v.idle);
+  if (!v.active) return;
+  printf("\t\t\tactive timeout = %u seconds\n", *v.active);
+  if (!v.rate) return;
+  printf("\t\t\tsampling rate = %u\n", *v.rate);
+  if (!v.collector) return;
+  printf(v.ipv4 ? "\t\t\tcollector = %s:%hu\n" : "\t\t\tcollector = [%s]:%hu\n",
+         v.collector->c_str(), v.port);
+  if (!v.internalOnly) return;
+  printf("\t\t\tinternal flows only = %s\n", *v.internalOnly ? "true" : "false");
+  if (!v.obsDomainId) return;
+  printf("\t\t\tobsDomainID = %u\n", *v.obsDomainId);
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonIpfix(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const IpfixValue v = DecodeIpfix(ByteReader(value, length));
+  out.BeginObject();
+  if (v.idle) Json_Uint(out, "idleTimeout", *v.idle);
+  if (v.active) Json_Uint(out, "activeTimeout", *v.active);
+  if (v.rate) Json_Uint(out, "samplingRate", *v.rate);
+  if (v.collector) {
+    out.Key("collector");
+    out.BeginObject();
+    Json_Text(out, "address", *v.collector);
+    Json_Uint(out, "port", v.port);
+    out.EndObject();
+  }
+  if (v.internalOnly) Json_Bool(out, "internalFlowsOnly", *v.internalOnly);
+  if (v.obsDomainId) Json_Uint(out, "obsDomainID", *v.obsDomainId);
+  Json_Truncated(out, !v.obsDomainId);
+  out.EndObject();
 }
 
 void Prop_PrintIpv4Addr(const PrintContext &, const char *key, const void *value, uint32_t length,
@@ -222,10 +276,16 @@ void Prop_PrintIpv4Addr(const PrintContext &, const char *key, const void *value
     printf("\n");
     return;
   }
-  char dotted[INET_ADDRSTRLEN] = {};
-  inet_ntop(AF_INET, a, dotted, sizeof dotted);
-  printf("%s", dotted);
+  printf("%s", Dotted(a).c_str());
   Prop_PrintFlagsLine(flags, ", \t");
+}
+
+void Prop_JsonIpv4Addr(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const uint8_t *a = ByteReader(value, length).Bytes(0, IPFIX_SWITCH_ADDR_LEN);
+  out.BeginObject();
+  if (a != nullptr) Json_Text(out, "address", Dotted(a));
+  Json_Truncated(out, a == nullptr);
+  out.EndObject();
 }
 
 /* ---- The family ---------------------------------------------------------- */
@@ -250,8 +310,8 @@ const UsageEntry ipfixUsage[] = {
 };
 
 const PropPrinterRow ipfixPrinters[] = {
-    {IPFIX_KEY_CONFIG, Prop_PrintIpfix},
-    {IPFIX_KEY_SWITCH_ADDR, Prop_PrintIpv4Addr},
+    {IPFIX_KEY_CONFIG, Prop_PrintIpfix, Prop_JsonIpfix},
+    {IPFIX_KEY_SWITCH_ADDR, Prop_PrintIpv4Addr, Prop_JsonIpv4Addr},
 };
 
 }  // namespace

@@ -16,6 +16,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /*
@@ -92,5 +93,12 @@ void Prop_PrintIpfix(const PrintContext &pc, const char *key, const void *value,
 /* Printer of the switch address: the dotted address and the flags on one line. */
 void Prop_PrintIpv4Addr(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                         int32_t flags);
+/*
+ * Their JSON writers: {"idleTimeout", "activeTimeout", "samplingRate",
+ * "collector": {"address", "port"}, "internalFlowsOnly", "obsDomainID"}
+ * (the fields that the value holds, in that order) and {"address"}.
+ */
+void Prop_JsonIpfix(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonIpv4Addr(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_IPFIX_H

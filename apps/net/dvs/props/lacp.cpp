@@ -16,7 +16,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "props/uplink.h"
 #include "state/state_ops.h"
@@ -454,47 +456,132 @@ CommandResult Cmd_SetLacp(const CommandContext &ctx) {
 
 namespace {
 
-/* Prints the lines of the LAG entry at base; false when the value ends inside it. */
-bool PrintLagEntry(const ByteReader &r, size_t base) {
-  const std::optional<std::string_view> name = r.Text(base + LAG_ENTRY_OFF_NAME, LAG_NAME_LEN);
-  if (!name) return false;
-  printf("\t\t\tlag name:\t\t\t%.*s\n", static_cast<int>(name->size()), name->data());
-  const std::optional<std::string_view> key = r.Text(base + LAG_ENTRY_OFF_KEY, LAG_KEY_LEN);
-  if (!key) return false;
-  printf("\t\t\tlag key:\t\t\t%.*s\n", static_cast<int>(key->size()), key->data());
-  const std::optional<uint32_t> mode = r.U32(base + LAG_ENTRY_OFF_MODE);
-  if (!mode) return false;
-  printf("\t\t\tmode:\t\t\t\t%s\n", NameOf(lacpModeNames, *mode, "none"));
-  const std::optional<uint32_t> policy = r.U32(base + LAG_ENTRY_OFF_LOAD_BALANCE);
-  if (!policy) return false;
+/* One LAG entry: each field once the value holds it, up to the first that it does not. */
+struct LagEntryValue {
+  std::optional<std::string_view> name;
+  std::optional<std::string_view> key;
+  std::optional<uint32_t> mode;
+  std::optional<uint32_t> policy;
+  std::optional<int32_t> ports;
+};
+
+LagEntryValue DecodeLagEntry(const ByteReader &r, size_t base) {
+  LagEntryValue v;
+  if (!(v.name = r.Text(base + LAG_ENTRY_OFF_NAME, LAG_NAME_LEN))) return v;
+  if (!(v.key = r.Text(base + LAG_ENTRY_OFF_KEY, LAG_KEY_LEN))) return v;
+  if (!(v.mode = r.U32(base + LAG_ENTRY_OFF_MODE))) return v;
+  if (!(v.policy = r.U32(base + LAG_ENTRY_OFF_LOAD_BALANCE))) return v;
+  v.ports = r.I32(base + LAG_ENTRY_OFF_PORT_NUMBER);
+  return v;
+}
+
+/* The entries of a LAG table, up to and with the first that the value ends inside. */
+struct LacpGroupsValue {
+  std::vector<LagEntryValue> lags;
+  bool whole = true;
+};
+
+LacpGroupsValue DecodeLacpGroups(const ByteReader &r) {
+  LacpGroupsValue v;
+  LacpGroupTable_ForEach(r, [&](size_t base) {
+    v.lags.push_back(DecodeLagEntry(r, base));
+    v.whole = v.lags.back().ports.has_value();
+    return v.whole;
+  });
+  v.whole = v.whole && r.Has(LACP_TABLE_OFF_COUNT, 4);
+  return v;
+}
+
+/* Prints the lines of a LAG entry, as far as the value holds it. */
+void PrintLagEntry(const LagEntryValue &v) {
+  if (!v.name) return;
+  printf("\t\t\tlag name:\t\t\t%.*s\n", static_cast<int>(v.name->size()), v.name->data());
+  if (!v.key) return;
+  printf("\t\t\tlag key:\t\t\t%.*s\n", static_cast<int>(v.key->size()), v.key->data());
+  if (!v.mode) return;
+  printf("\t\t\tmode:\t\t\t\t%s\n", NameOf(lacpModeNames, *v.mode, "none"));
+  if (!v.policy) return;
   /* A policy beyond the table has no name. */
-  printf("\t\t\tload balance policy:\t\t%s\n", NameOf(LacpLoadBalanceNames, *policy, "none"));
-  const std::optional<int32_t> ports = r.I32(base + LAG_ENTRY_OFF_PORT_NUMBER);
-  if (!ports) return false;
-  printf("\t\t\tlag port number:\t\t%d\n\n", *ports);
-  return true;
+  printf("\t\t\tload balance policy:\t\t%s\n", NameOf(LacpLoadBalanceNames, *v.policy, "none"));
+  if (!v.ports) return;
+  printf("\t\t\tlag port number:\t\t%d\n\n", *v.ports);
+}
+
+/*
+ * Writes a LAG entry's fields and its members: the uplink ports that
+ * --setLACP makes for it, "<lag name>-0" on, as many as its port number
+ * (never more than a switch may have LAG ports).
+ */
+void WriteLagEntry(const LagEntryValue &v, JsonOut &out) {
+  out.BeginObject();
+  if (v.name) Json_Text(out, "lagName", *v.name);
+  if (v.key) Json_Text(out, "lagKey", *v.key);
+  if (v.mode) Json_EnumOf(out, "mode", lacpModeNames, *v.mode, "none");
+  if (v.policy) Json_EnumOf(out, "loadBalancePolicy", LacpLoadBalanceNames, *v.policy, "none");
+  if (v.ports) {
+    Json_Int(out, "lagPortNumber", *v.ports);
+    out.Key("members");
+    out.BeginArray();
+    const std::string name(*v.name);
+    for (int32_t i = 0; i < *v.ports && i < static_cast<int32_t>(LACP_MAX_LAG_PORTS); i++) {
+      out.String(LagPortName(name, i));
+    }
+    out.EndArray();
+  }
+  Json_Truncated(out, !v.ports);
+  out.EndObject();
+}
+
+/* A port's LACP setting: its status and, when enabled, its mode. */
+struct PortLacpValue {
+  std::optional<uint8_t> enabled;
+  std::optional<uint32_t> mode;
+};
+
+PortLacpValue DecodePortLacp(const ByteReader &r) {
+  PortLacpValue v;
+  v.enabled = r.U8(PORT_LACP_OFF_ENABLED);
+  if (v.enabled == 1) v.mode = r.U32(PORT_LACP_OFF_MODE);
+  return v;
 }
 
 }  // namespace
 
 void Prop_PrintLacpGroups(const PrintContext &, const char *key, const void *value, uint32_t length,
                           int32_t flags) {
+  const LacpGroupsValue v = DecodeLacpGroups(ByteReader(value, length));
   printf("\t\t%s:\n", key);
-  const ByteReader r(value, length);
-  LacpGroupTable_ForEach(r, [&](size_t base) { return PrintLagEntry(r, base); });
+  for (const LagEntryValue &lag : v.lags) PrintLagEntry(lag);
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonLacpGroups(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const LacpGroupsValue v = DecodeLacpGroups(ByteReader(value, length));
+  out.BeginObject();
+  out.Key("lags");
+  out.BeginArray();
+  for (const LagEntryValue &lag : v.lags) WriteLagEntry(lag, out);
+  out.EndArray();
+  Json_Truncated(out, !v.whole);
+  out.EndObject();
 }
 
 void Prop_PrintPortLacp(const PrintContext &, const char *key, const void *value, uint32_t length,
                         int32_t /* flags */) {
+  const PortLacpValue v = DecodePortLacp(ByteReader(value, length));
   printf("\t\t%s:\n", key);
-  const ByteReader r(value, length);
-  const std::optional<uint8_t> enabled = r.U8(PORT_LACP_OFF_ENABLED);
-  if (!enabled) return;
-  printf("\t\t\tstatus = %s\n", *enabled == 1 ? "enabled" : "disabled");
-  if (*enabled != 1) return;
-  const std::optional<uint32_t> mode = r.U32(PORT_LACP_OFF_MODE);
-  if (mode) printf("\t\t\tmode = %s\n", NameOf(lacpModeNames, *mode, "none"));
+  if (!v.enabled) return;
+  printf("\t\t\tstatus = %s\n", *v.enabled == 1 ? "enabled" : "disabled");
+  if (v.mode) printf("\t\t\tmode = %s\n", NameOf(lacpModeNames, *v.mode, "none"));
+}
+
+void Prop_JsonPortLacp(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const PortLacpValue v = DecodePortLacp(ByteReader(value, length));
+  out.BeginObject();
+  if (v.enabled) Json_Enum(out, "status", *v.enabled == 1 ? "enabled" : "disabled", *v.enabled);
+  if (v.mode) Json_EnumOf(out, "mode", lacpModeNames, *v.mode, "none");
+  Json_Truncated(out, !v.enabled || (*v.enabled == 1 && !v.mode));
+  out.EndObject();
 }
 
 /* ---- The family -------------------------------------------------------- */
@@ -509,8 +596,8 @@ const UsageEntry lacpUsage[] = {
 };
 
 const PropPrinterRow lacpPrinters[] = {
-    {LACP_KEY_PORT, Prop_PrintPortLacp},
-    {LACP_KEY_GROUPS, Prop_PrintLacpGroups},
+    {LACP_KEY_PORT, Prop_PrintPortLacp, Prop_JsonPortLacp},
+    {LACP_KEY_GROUPS, Prop_PrintLacpGroups, Prop_JsonLacpGroups},
 };
 
 }  // namespace

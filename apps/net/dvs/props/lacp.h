@@ -21,6 +21,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /* ---- Keys -------------------------------------------------------------- */
@@ -152,5 +153,14 @@ void Prop_PrintLacpGroups(const PrintContext &pc, const char *key, const void *v
 /* A port's LACP state: enabled or disabled and, when enabled, the mode. No flags line. */
 void Prop_PrintPortLacp(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                         int32_t flags);
+
+/*
+ * Their JSON writers, from the same decodes: the table as {"lags":
+ * [{"lagName", "lagKey", "mode", "loadBalancePolicy", "lagPortNumber",
+ * "members": [the LAG's uplink port names]}]}, a port's setting as
+ * {"status", "mode"}.
+ */
+void Prop_JsonLacpGroups(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonPortLacp(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_LACP_H

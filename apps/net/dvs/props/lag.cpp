@@ -15,7 +15,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "state/state_ops.h"
 
@@ -307,15 +309,38 @@ CommandResult Cmd_ConfigLag(const CommandContext &ctx) {
   return ConfigureLags(ctx, arg + 1, lagCount);
 }
 
-void Prop_PrintLagExtraConfig(const PrintContext &, const char *key, const void *value,
-                              uint32_t length, int32_t flags) {
-  printf("\t\t%s:\n", key);
-  const ByteReader r(value, length);
-  const uint32_t num = r.U32(LAG_EXTRA_OFF_NUM).value_or(0);
+namespace {
+
+/* One config item: its type and, for the types the listing knows, what it holds. */
+struct LagItemValue {
+  uint32_t type;
+  std::optional<uint32_t> timeout; /* both types; empty when the item's data is too short */
+  std::string_view port;           /* LAG_ITEM_PORT_TIMEOUT */
+};
+
+struct LagEntryValue {
+  std::string_view name;
+  std::vector<LagItemValue> items;
+};
+
+/*
+ * The extra configuration: the LAG entries that lie inside the value
+ * with their items; badItem when an item's header or data did not,
+ * which ends the value.
+ */
+struct LagExtraValue {
+  uint32_t num = 0;
+  std::vector<LagEntryValue> lags;
+  bool badItem = false;
+};
+
+LagExtraValue DecodeLagExtra(const ByteReader &r) {
+  LagExtraValue v;
+  v.num = r.U32(LAG_EXTRA_OFF_NUM).value_or(0);
   size_t pos = LAG_EXTRA_HEADER_LEN;
-  for (uint64_t i = 0; i < num && r.Has(pos, LAG_CONFIG_ENTRY_LEN); i++) {
-    const std::string_view name = *r.Text(pos + LAG_CONFIG_ENTRY_OFF_NAME, LAG_NAME_LEN);
-    printf("\t\t\tlag name:\t\t\t%.*s\n", static_cast<int>(name.size()), name.data());
+  for (uint64_t i = 0; i < v.num && r.Has(pos, LAG_CONFIG_ENTRY_LEN); i++) {
+    LagEntryValue &lag = v.lags.emplace_back();
+    lag.name = *r.Text(pos + LAG_CONFIG_ENTRY_OFF_NAME, LAG_NAME_LEN);
     const uint32_t numItems = *r.U32(pos + LAG_CONFIG_ENTRY_OFF_NUM_ITEMS);
     pos += LAG_CONFIG_ENTRY_LEN;
     for (uint64_t j = 0; j < numItems; j++) {
@@ -323,24 +348,90 @@ void Prop_PrintLagExtraConfig(const PrintContext &, const char *key, const void 
       const std::optional<uint32_t> len = r.U32(pos + LAG_CONFIG_ITEM_OFF_LEN);
       const uint8_t *data = len ? r.Bytes(pos + LAG_CONFIG_ITEM_OFF_DATA, *len) : nullptr;
       if (!type || data == nullptr) {
-        printf("\t\t\tunknown config item type\n");
-        Prop_PrintFlagsLine(flags);
-        return;
+        v.badItem = true;
+        return v;
       }
       const ByteReader item(data, *len);
       if (*type == LAG_ITEM_LAG_TIMEOUT) {
-        printf("\t\t\tlag timeout:\t\t\t%s\n", TimeoutName(item.U32(0)));
+        lag.items.push_back({*type, item.U32(0), {}});
       } else if (*type == LAG_ITEM_PORT_TIMEOUT) {
-        const std::string_view port =
-            item.Text(PORT_TIMEOUT_OFF_NAME, PORT_TIMEOUT_NAME_LEN).value_or("");
-        printf("\t\t\tport timeout:\t\t\t%.*s/%s\n", static_cast<int>(port.size()), port.data(),
-               TimeoutName(item.U32(PORT_TIMEOUT_OFF_TIMEOUT)));
+        lag.items.push_back({*type, item.U32(PORT_TIMEOUT_OFF_TIMEOUT),
+                             item.Text(PORT_TIMEOUT_OFF_NAME, PORT_TIMEOUT_NAME_LEN).value_or("")});
+      } else {
+        lag.items.push_back({*type, std::nullopt, {}});
       }
       pos += LAG_CONFIG_ITEM_HEADER_LEN + *len;
+    }
+  }
+  return v;
+}
+
+/* A timeout as {"name": fast, slow or unknown, "number"}; null when the item holds none. */
+void WriteTimeout(JsonOut &out, std::string_view key, std::optional<uint32_t> timeout) {
+  if (timeout) {
+    Json_Enum(out, key, TimeoutName(timeout), *timeout);
+  } else {
+    out.Key(key);
+    out.Null();
+  }
+}
+
+}  // namespace
+
+void Prop_PrintLagExtraConfig(const PrintContext &, const char *key, const void *value,
+                              uint32_t length, int32_t flags) {
+  const LagExtraValue v = DecodeLagExtra(ByteReader(value, length));
+  printf("\t\t%s:\n", key);
+  for (size_t i = 0; i < v.lags.size(); i++) {
+    const LagEntryValue &lag = v.lags[i];
+    printf("\t\t\tlag name:\t\t\t%.*s\n", static_cast<int>(lag.name.size()), lag.name.data());
+    for (const LagItemValue &item : lag.items) {
+      if (item.type == LAG_ITEM_LAG_TIMEOUT) {
+        printf("\t\t\tlag timeout:\t\t\t%s\n", TimeoutName(item.timeout));
+      } else if (item.type == LAG_ITEM_PORT_TIMEOUT) {
+        printf("\t\t\tport timeout:\t\t\t%.*s/%s\n", static_cast<int>(item.port.size()),
+               item.port.data(), TimeoutName(item.timeout));
+      }
+    }
+    if (v.badItem && i + 1 == v.lags.size()) {
+      printf("\t\t\tunknown config item type\n");
+      break;
     }
     printf("\n");
   }
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonLagExtraConfig(const PrintContext &, const void *value, uint32_t length,
+                             JsonOut &out) {
+  const ByteReader r(value, length);
+  const LagExtraValue v = DecodeLagExtra(r);
+  out.BeginObject();
+  out.Key("lags");
+  out.BeginArray();
+  for (const LagEntryValue &lag : v.lags) {
+    out.BeginObject();
+    Json_Text(out, "lagName", lag.name);
+    out.Key("items");
+    out.BeginArray();
+    for (const LagItemValue &item : lag.items) {
+      out.BeginObject();
+      Json_Uint(out, "type", item.type);
+      if (item.type == LAG_ITEM_LAG_TIMEOUT) {
+        WriteTimeout(out, "lagTimeout", item.timeout);
+      } else if (item.type == LAG_ITEM_PORT_TIMEOUT) {
+        Json_Text(out, "port", item.port);
+        WriteTimeout(out, "portTimeout", item.timeout);
+      }
+      out.EndObject();
+    }
+    out.EndArray();
+    out.EndObject();
+  }
+  out.EndArray();
+  if (v.badItem) Json_Bool(out, "unknownConfigItemType", true);
+  Json_Truncated(out, v.badItem || !r.Has(LAG_EXTRA_OFF_NUM, 4) || v.lags.size() < v.num);
+  out.EndObject();
 }
 
 /* ---- The family -------------------------------------------------------- */
@@ -356,7 +447,7 @@ const UsageEntry lagUsage[] = {
 };
 
 const PropPrinterRow lagPrinters[] = {
-    {LAG_EXTRA_KEY, Prop_PrintLagExtraConfig},
+    {LAG_EXTRA_KEY, Prop_PrintLagExtraConfig, Prop_JsonLagExtraConfig},
 };
 
 }  // namespace

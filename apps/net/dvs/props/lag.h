@@ -20,6 +20,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 #include "props/lacp.h"
 
@@ -139,5 +140,12 @@ CommandResult Cmd_ConfigLag(const CommandContext &ctx);
 /* Each LAG's name and its lag and port timeouts; then the flags. */
 void Prop_PrintLagExtraConfig(const PrintContext &pc, const char *key, const void *value,
                               uint32_t length, int32_t flags);
+/*
+ * Its JSON writer, from the same decode: {"lags": [{"lagName", "items":
+ * [{"type", "lagTimeout"} or {"type", "port", "portTimeout"}]}]}, and
+ * "unknownConfigItemType" where the text says so.
+ */
+void Prop_JsonLagExtraConfig(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_LAG_H

@@ -20,6 +20,7 @@
 #include <optional>
 #include <string_view>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "state/state_ops.h"
 
@@ -488,127 +489,280 @@ std::optional<ByteWriter> BuildPortTable(const ByteReader &source, const MirrorP
  * Printer
  * ====================================================================== */
 
-/* Prints a fixed text field up to its first NUL, never past the field or the value. */
-void PrintField(const ByteReader &value, size_t offset, size_t width) {
-  const std::string_view text = value.Text(offset, width).value_or(std::string_view());
-  printf("%.*s", static_cast<int>(text.size()), text.data());
-}
-
-void PrintIpEntity(const ByteReader &value, size_t at) {
-  const std::optional<uint8_t> family = value.U8(at + MIRROR_ENTITY_OFF_FAMILY);
-  if (family == MIRROR_IP_FAMILY_V4) {
-    const uint8_t *a = value.Bytes(at + MIRROR_ENTITY_OFF_ADDR, 4);
-    if (a == nullptr) return;
-    in_addr v4;
-    memcpy(&v4, a, sizeof v4);
-    printf("%s ", inet_ntoa(v4));
-  } else if (family == MIRROR_IP_FAMILY_V6) {
-    const uint8_t *a = value.Bytes(at + MIRROR_ENTITY_OFF_ADDR, 16);
-    if (a == nullptr) return;
-    printf("%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x ", a[0], a[1],
-           a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11], a[12], a[13], a[14],
-           a[15]);
-  }
-}
-
 /* How the entities of one list are shown. */
 enum class EntityShow { NAME, IP, VLAN, NOTHING };
 
-/*
- * Prints the count entities of one list from entity number *r on, seven on
- * the first line and eight on each further one. Returns false when an
- * entity does not lie inside the value.
+/* Entity kinds as the document names them. */
+const ValueName entityKindNames[] = {
+    {MIRROR_ENTITY_DVPORT, "DVPORT"},
+    {MIRROR_ENTITY_UPLINK, "UPLINK"},
+    {MIRROR_ENTITY_VLAN, "VLAN"},
+    {MIRROR_ENTITY_IP, "IP"},
+};
+
+/* One entity as its list shows it: a name, an address (empty: none shown) or a VLAN. */
+struct EntityValue {
+  uint32_t kind;
+  std::string text;
+  uint16_t vlan = 0;
+};
+
+/* One entity list: the entities that lie inside the value, and whether all that it counts do. */
+struct EntityList {
+  uint32_t count = 0;
+  EntityShow show = EntityShow::NOTHING;
+  std::vector<EntityValue> entities;
+  bool whole = true;
+};
+
+/* One session record, with the entity lists that the value holds. */
+struct SessionValue {
+  std::string_view sid;
+  std::string_view dname;
+  uint32_t type;
+  uint32_t flags;
+  uint32_t snapLen;
+  uint16_t encapVlan;
+  int32_t samplingRate;
+  uint32_t encapType;
+  uint16_t erspanId;
+  uint8_t erspanCos;
+  uint8_t erspanGra;
+  EntityList lists[3]; /* dst, srcIn, srcOut; a list after one that is not whole is absent */
+  size_t listCount = 0;
+  bool Whole() const { return listCount == 3 && lists[2].whole; }
+};
+
+/* A session table: the sessions that lie inside the value, up to and with the first that does not.
  */
-bool PrintEntityList(const ByteReader &value, size_t entityBase, bool wide, uint32_t count,
-                     EntityShow show, uint32_t *r) {
+struct MirrorTableValue {
+  bool hasHeader = false;
+  uint32_t formatVersion = 0;
+  uint32_t sessionCount = 0;
+  std::vector<SessionValue> sessions;
+  bool whole = true;
+};
+
+/* The address of an IP entity as the listing shows it; empty for an unknown family or a short
+ * value. */
+std::string IpEntityText(const ByteReader &value, size_t at) {
+  const std::optional<uint8_t> family = value.U8(at + MIRROR_ENTITY_OFF_FAMILY);
+  if (family == MIRROR_IP_FAMILY_V4) {
+    const uint8_t *a = value.Bytes(at + MIRROR_ENTITY_OFF_ADDR, 4);
+    if (a == nullptr) return std::string();
+    in_addr v4;
+    memcpy(&v4, a, sizeof v4);
+    return inet_ntoa(v4);
+  }
+  if (family == MIRROR_IP_FAMILY_V6) {
+    const uint8_t *a = value.Bytes(at + MIRROR_ENTITY_OFF_ADDR, 16);
+    if (a == nullptr) return std::string();
+    char text[40];
+    snprintf(text, sizeof text,
+             "%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x:%02x%02x", a[0], a[1],
+             a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11], a[12], a[13], a[14],
+             a[15]);
+    return text;
+  }
+  return std::string();
+}
+
+/* Reads count entities from entity number *r on; stops at one that does not lie inside the value.
+ */
+EntityList DecodeEntityList(const ByteReader &value, size_t entityBase, bool wide, uint32_t count,
+                            EntityShow show, uint32_t *r) {
+  EntityList list;
+  list.count = count;
+  list.show = show;
   const size_t entityLen = MirrorEntity_Len(wide);
   const size_t dvPortWidth =
       wide ? MIRROR_ENTITY_WIDE_DVPORT_NAME_LEN : MIRROR_ENTITY_DVPORT_NAME_LEN;
   for (uint32_t n = 1; n <= count; n++, (*r)++) {
     const size_t at = entityBase + entityLen * *r;
-    if (!value.Has(at, entityLen)) return false;
+    if (!value.Has(at, entityLen)) {
+      list.whole = false;
+      break;
+    }
+    EntityValue &entity = list.entities.emplace_back();
+    entity.kind = *value.U32(at + MIRROR_ENTITY_OFF_KIND);
     switch (show) {
       case EntityShow::NAME: {
-        const bool uplink = value.U32(at + MIRROR_ENTITY_OFF_KIND) == MIRROR_ENTITY_UPLINK;
-        PrintField(value, at + MIRROR_ENTITY_OFF_NAME,
-                   uplink ? MIRROR_ENTITY_UPLINK_NAME_LEN : dvPortWidth);
-        printf(" ");
+        const bool uplink = entity.kind == MIRROR_ENTITY_UPLINK;
+        entity.text = value
+                          .Text(at + MIRROR_ENTITY_OFF_NAME,
+                                uplink ? MIRROR_ENTITY_UPLINK_NAME_LEN : dvPortWidth)
+                          .value_or(std::string_view());
         break;
       }
       case EntityShow::IP:
-        PrintIpEntity(value, at);
+        entity.text = IpEntityText(value, at);
         break;
       case EntityShow::VLAN:
-        printf("%u ", static_cast<unsigned>(value.U16(at + MIRROR_ENTITY_OFF_VLAN).value_or(0)));
+        entity.vlan = value.U16(at + MIRROR_ENTITY_OFF_VLAN).value_or(0);
         break;
       case EntityShow::NOTHING:
         break;
     }
-    if (n % 8 == 7 && n < count) printf("\n\t\t\t\t");
   }
-  return true;
+  return list;
 }
 
-/*
- * Prints session record number i and its entities. Returns false when the
- * record or one of its entities does not lie inside the value.
- */
-bool PrintSessionRecord(const ByteReader &value, uint32_t i, uint32_t formatVersion,
-                        size_t entityBase, bool wide, uint32_t *r) {
+/* Reads session record number i and its entities; nothing when the record does not fit. */
+std::optional<SessionValue> DecodeSession(const ByteReader &value, uint32_t i, size_t entityBase,
+                                          bool wide, uint32_t *r) {
   const size_t at = MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * i;
-  if (!value.Has(at, MIRROR_SESSION_LEN)) return false;
-  const uint32_t type = *value.U32(at + MIRROR_SESSION_OFF_TYPE);
-  const uint32_t flags = *value.U32(at + MIRROR_SESSION_OFF_FLAGS);
-  const uint32_t snapLen = *value.U32(at + MIRROR_SESSION_OFF_SNAPLEN);
-
-  printf("\t\t\tsid:\t\t\t");
-  PrintField(value, at + MIRROR_SESSION_OFF_SID, MIRROR_SESSION_SID_LEN);
-  printf("\n\t\t\tdname:\t\t\t");
-  PrintField(value, at + MIRROR_SESSION_OFF_DNAME, MIRROR_SESSION_DNAME_LEN);
-  printf("\n\t\t\tflags:\t\t\t");
-  PrintBitNames(sessionFlagWords, flags);
-  printf("\n\t\t\tsnapLen:\t\t%d%s\n\t\t\tencapVlan:\t\t%d%s\n", static_cast<int32_t>(snapLen),
-         snapLen == 0xFFFFFFFFu ? " (full frame)" : "",
-         static_cast<int>(*value.U16(at + MIRROR_SESSION_OFF_ENCAP_VLAN)),
-         (flags & MIRROR_FLAG_DST_ENCAP) == 0 ? " (no ENCAP)" : "");
-  printf("\t\t\ttype:\t\t\t%s\n\t\t\tsamplingRate:\t\t%d\n",
-         NameOf(sessionTypeNames, type, "NOT_SUPPORTED_TYPE"),
-         *value.I32(at + MIRROR_SESSION_OFF_SAMPLING_RATE));
-  if (type == MIRROR_SESSION_ERMIRROR_SRC && formatVersion == 3) {
-    const uint32_t encapType = *value.U32(at + MIRROR_SESSION_OFF_ENCAP_TYPE);
-    printf("\t\t\tencap-type:\t\t%s\n", EncapTypeName(encapType));
-    printf("\t\t\terspanID:\t\t%u\n", *value.U16(at + MIRROR_SESSION_OFF_ERSPAN_ID));
-    printf("\t\t\terspanCOS:\t\t%u\n", *value.U8(at + MIRROR_SESSION_OFF_ERSPAN_COS));
-    if (encapType == MIRROR_ENCAP_ERSPAN3) {
-      printf("\t\t\terspanGra:\t\t%u\n", *value.U8(at + MIRROR_SESSION_OFF_ERSPAN_GRA));
-    }
-  }
+  if (!value.Has(at, MIRROR_SESSION_LEN)) return std::nullopt;
+  SessionValue s;
+  s.sid = *value.Text(at + MIRROR_SESSION_OFF_SID, MIRROR_SESSION_SID_LEN);
+  s.dname = *value.Text(at + MIRROR_SESSION_OFF_DNAME, MIRROR_SESSION_DNAME_LEN);
+  s.type = *value.U32(at + MIRROR_SESSION_OFF_TYPE);
+  s.flags = *value.U32(at + MIRROR_SESSION_OFF_FLAGS);
+  s.snapLen = *value.U32(at + MIRROR_SESSION_OFF_SNAPLEN);
+  s.encapVlan = *value.U16(at + MIRROR_SESSION_OFF_ENCAP_VLAN);
+  s.samplingRate = *value.I32(at + MIRROR_SESSION_OFF_SAMPLING_RATE);
+  s.encapType = *value.U32(at + MIRROR_SESSION_OFF_ENCAP_TYPE);
+  s.erspanId = *value.U16(at + MIRROR_SESSION_OFF_ERSPAN_ID);
+  s.erspanCos = *value.U8(at + MIRROR_SESSION_OFF_ERSPAN_COS);
+  s.erspanGra = *value.U8(at + MIRROR_SESSION_OFF_ERSPAN_GRA);
 
   EntityShow dstShow = EntityShow::NOTHING;
-  if (type == MIRROR_SESSION_ERMIRROR_SRC) {
+  if (s.type == MIRROR_SESSION_ERMIRROR_SRC) {
     dstShow = EntityShow::IP;
-  } else if (type <= MIRROR_SESSION_RMIRROR_DST) {
+  } else if (s.type <= MIRROR_SESSION_RMIRROR_DST) {
     dstShow = EntityShow::NAME;
   }
   const EntityShow srcShow =
-      type == MIRROR_SESSION_RMIRROR_DST ? EntityShow::VLAN : EntityShow::NAME;
-  const uint32_t dst = *value.U32(at + MIRROR_SESSION_OFF_DST);
-  const uint32_t srcIn = *value.U32(at + MIRROR_SESSION_OFF_SRC_IN);
-  const uint32_t srcOut = *value.U32(at + MIRROR_SESSION_OFF_SRC_OUT);
+      s.type == MIRROR_SESSION_RMIRROR_DST ? EntityShow::VLAN : EntityShow::NAME;
+  const uint32_t counts[3] = {*value.U32(at + MIRROR_SESSION_OFF_DST),
+                              *value.U32(at + MIRROR_SESSION_OFF_SRC_IN),
+                              *value.U32(at + MIRROR_SESSION_OFF_SRC_OUT)};
+  /* An entity past the value's end ends the lists and the value. */
+  for (size_t l = 0; l < 3; l++) {
+    s.lists[l] =
+        DecodeEntityList(value, entityBase, wide, counts[l], l == 0 ? dstShow : srcShow, r);
+    s.listCount = l + 1;
+    if (!s.lists[l].whole) break;
+  }
+  return s;
+}
 
-  /* An entity past the value's end ends the list's line and the value. */
-  printf("\n\t\t\tdstEntities\t(%u):\t", dst);
-  bool whole = PrintEntityList(value, entityBase, wide, dst, dstShow, r);
-  if (whole) {
-    printf("\n\t\t\tsrcInEntities\t(%u):\t", srcIn);
-    whole = PrintEntityList(value, entityBase, wide, srcIn, srcShow, r);
+/* Decodes a session table; entity records are wide for a switch of the newer layout. */
+MirrorTableValue DecodeMirrorTable(const ByteReader &table, bool wide) {
+  MirrorTableValue v;
+  v.hasHeader = table.Has(0, MIRROR_TABLE_HEADER_LEN);
+  v.sessionCount = table.U32(MIRROR_TABLE_OFF_SESSIONS).value_or(0);
+  v.formatVersion = table.U32(MIRROR_TABLE_OFF_FORMAT).value_or(0);
+  const size_t entityBase =
+      MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * v.sessionCount;
+  uint32_t r = 0;
+  for (uint32_t i = 0; i < v.sessionCount; i++) {
+    std::optional<SessionValue> session = DecodeSession(table, i, entityBase, wide, &r);
+    if (!session) {
+      v.whole = false;
+      break;
+    }
+    v.sessions.push_back(std::move(*session));
+    if (!v.sessions.back().Whole()) {
+      v.whole = false;
+      break;
+    }
   }
-  if (whole) {
-    printf("\n\t\t\tsrcOutEntities\t(%u):\t", srcOut);
-    whole = PrintEntityList(value, entityBase, wide, srcOut, srcShow, r);
+  return v;
+}
+
+/* Prints the entities of one list, seven on the first line and eight on each further one. */
+void PrintEntityList(const EntityList &list) {
+  uint32_t n = 0;
+  for (const EntityValue &entity : list.entities) {
+    n++;
+    switch (list.show) {
+      case EntityShow::NAME:
+        printf("%s ", entity.text.c_str());
+        break;
+      case EntityShow::IP:
+        if (!entity.text.empty()) printf("%s ", entity.text.c_str());
+        break;
+      case EntityShow::VLAN:
+        printf("%u ", static_cast<unsigned>(entity.vlan));
+        break;
+      case EntityShow::NOTHING:
+        break;
+    }
+    if (n % 8 == 7 && n < list.count) printf("\n\t\t\t\t");
   }
-  printf(whole ? "\n\n" : "\n");
-  return whole;
+}
+
+/* Prints a session and its entities; the lines end where the value does. */
+void PrintSessionRecord(const SessionValue &s, uint32_t formatVersion) {
+  printf("\t\t\tsid:\t\t\t%.*s", static_cast<int>(s.sid.size()), s.sid.data());
+  printf("\n\t\t\tdname:\t\t\t%.*s", static_cast<int>(s.dname.size()), s.dname.data());
+  printf("\n\t\t\tflags:\t\t\t");
+  PrintBitNames(sessionFlagWords, s.flags);
+  printf("\n\t\t\tsnapLen:\t\t%d%s\n\t\t\tencapVlan:\t\t%d%s\n", static_cast<int32_t>(s.snapLen),
+         s.snapLen == 0xFFFFFFFFu ? " (full frame)" : "", static_cast<int>(s.encapVlan),
+         (s.flags & MIRROR_FLAG_DST_ENCAP) == 0 ? " (no ENCAP)" : "");
+  printf("\t\t\ttype:\t\t\t%s\n\t\t\tsamplingRate:\t\t%d\n",
+         NameOf(sessionTypeNames, s.type, "NOT_SUPPORTED_TYPE"), s.samplingRate);
+  if (s.type == MIRROR_SESSION_ERMIRROR_SRC && formatVersion == 3) {
+    printf("\t\t\tencap-type:\t\t%s\n", EncapTypeName(s.encapType));
+    printf("\t\t\terspanID:\t\t%u\n", s.erspanId);
+    printf("\t\t\terspanCOS:\t\t%u\n", s.erspanCos);
+    if (s.encapType == MIRROR_ENCAP_ERSPAN3) printf("\t\t\terspanGra:\t\t%u\n", s.erspanGra);
+  }
+  static const char *const heads[3] = {"\n\t\t\tdstEntities\t(%u):\t",
+                                       "\n\t\t\tsrcInEntities\t(%u):\t",
+                                       "\n\t\t\tsrcOutEntities\t(%u):\t"};
+  for (size_t l = 0; l < s.listCount; l++) {
+    printf(heads[l], s.lists[l].count);
+    PrintEntityList(s.lists[l]);
+  }
+  printf(s.Whole() ? "\n\n" : "\n");
+}
+
+/* Writes key: [entity, ...], each {"kind", and its "name", "address" or "vlan" as the list shows
+ * it}. */
+void WriteEntityList(JsonOut &out, std::string_view key, const EntityList &list) {
+  out.Key(key);
+  out.BeginArray();
+  for (const EntityValue &entity : list.entities) {
+    out.BeginObject();
+    Json_EnumOf(out, "kind", entityKindNames, entity.kind, nullptr);
+    switch (list.show) {
+      case EntityShow::NAME:
+        Json_Text(out, "name", entity.text);
+        break;
+      case EntityShow::IP:
+        if (!entity.text.empty()) Json_Text(out, "address", entity.text);
+        break;
+      case EntityShow::VLAN:
+        Json_Uint(out, "vlan", entity.vlan);
+        break;
+      case EntityShow::NOTHING:
+        break;
+    }
+    out.EndObject();
+  }
+  out.EndArray();
+}
+
+void WriteSession(JsonOut &out, const SessionValue &s, uint32_t formatVersion) {
+  out.BeginObject();
+  Json_Text(out, "sid", s.sid);
+  Json_Text(out, "dname", s.dname);
+  Json_Bits(out, "flags", sessionFlagWords, s.flags);
+  Json_Int(out, "snapLen", static_cast<int32_t>(s.snapLen));
+  Json_Int(out, "encapVlan", s.encapVlan);
+  Json_EnumOf(out, "type", sessionTypeNames, s.type, "NOT_SUPPORTED_TYPE");
+  Json_Int(out, "samplingRate", s.samplingRate);
+  if (s.type == MIRROR_SESSION_ERMIRROR_SRC && formatVersion == 3) {
+    Json_Enum(out, "encapType", EncapTypeName(s.encapType), s.encapType);
+    Json_Uint(out, "erspanID", s.erspanId);
+    Json_Uint(out, "erspanCOS", s.erspanCos);
+    if (s.encapType == MIRROR_ENCAP_ERSPAN3) Json_Uint(out, "erspanGra", s.erspanGra);
+  }
+  static const char *const names[3] = {"dstEntities", "srcInEntities", "srcOutEntities"};
+  for (size_t l = 0; l < s.listCount; l++) WriteEntityList(out, names[l], s.lists[l]);
+  out.EndObject();
 }
 
 }  // namespace
@@ -874,9 +1028,9 @@ const UsageEntry mirrorUsage[] = {
 };
 
 const PropPrinterRow mirrorPrinters[] = {
-    {MIRROR_KEY_VSWITCH, Prop_PrintMirrorSessions},
-    {MIRROR_KEY_ETHERSWITCH_PORT, Prop_PrintMirrorSessions},
-    {MIRROR_KEY_VSWITCH_PORT, Prop_PrintMirrorSessions},
+    {MIRROR_KEY_VSWITCH, Prop_PrintMirrorSessions, Prop_JsonMirrorSessions},
+    {MIRROR_KEY_ETHERSWITCH_PORT, Prop_PrintMirrorSessions, Prop_JsonMirrorSessions},
+    {MIRROR_KEY_VSWITCH_PORT, Prop_PrintMirrorSessions, Prop_JsonMirrorSessions},
 };
 
 }  // namespace
@@ -889,17 +1043,21 @@ const PropFamily MIRROR_FAMILY = {"mirror", mirrorPrinters, mirrorUsage};
 
 void Prop_PrintMirrorSessions(const PrintContext &pc, const char *key, const void *value,
                               uint32_t length, int32_t flags) {
-  const ByteReader table(value, length);
+  const MirrorTableValue v = DecodeMirrorTable(ByteReader(value, length), pc.highVersion);
   printf("\t\t%s:\n", key);
-
-  const uint32_t sessions = table.U32(MIRROR_TABLE_OFF_SESSIONS).value_or(0);
-  const uint32_t formatVersion = table.U32(MIRROR_TABLE_OFF_FORMAT).value_or(0);
-  const bool wide = pc.highVersion;
-  const size_t entityBase =
-      MIRROR_TABLE_HEADER_LEN + static_cast<size_t>(MIRROR_SESSION_LEN) * sessions;
-  uint32_t r = 0;
-  for (uint32_t i = 0; i < sessions; i++) {
-    if (!PrintSessionRecord(table, i, formatVersion, entityBase, wide, &r)) break;
-  }
+  for (const SessionValue &session : v.sessions) PrintSessionRecord(session, v.formatVersion);
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonMirrorSessions(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out) {
+  const MirrorTableValue v = DecodeMirrorTable(ByteReader(value, length), pc.highVersion);
+  out.BeginObject();
+  if (v.hasHeader) Json_Uint(out, "formatVersion", v.formatVersion);
+  out.Key("sessions");
+  out.BeginArray();
+  for (const SessionValue &session : v.sessions) WriteSession(out, session, v.formatVersion);
+  out.EndArray();
+  Json_Truncated(out, !v.hasHeader || !v.whole);
+  out.EndObject();
 }

@@ -22,6 +22,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /* The per-dvPort session table; the class of the switch chooses one. */
@@ -250,5 +251,15 @@ CommandResult Cmd_SetMirror(const CommandContext &ctx);
  */
 void Prop_PrintMirrorSessions(const PrintContext &pc, const char *key, const void *value,
                               uint32_t length, int32_t flags);
+/*
+ * Its JSON writer, from the same decode: {"formatVersion", "sessions":
+ * [{"sid", "dname", "flags", "snapLen", "encapVlan", "type",
+ * "samplingRate", and for ERMIRROR_SRC sessions of format 3 "encapType",
+ * "erspanID", "erspanCOS", "erspanGra", then "dstEntities",
+ * "srcInEntities", "srcOutEntities": [{"kind", and "name", "address" or
+ * "vlan"}]}]}.
+ */
+void Prop_JsonMirrorSessions(const PrintContext &pc, const void *value, uint32_t length,
+                             JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_MIRROR_H

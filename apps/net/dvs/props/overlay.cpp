@@ -17,8 +17,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "state/state_ops.h"
 
@@ -315,67 +317,194 @@ CommandResult Cmd_SetDvfilter(const CommandContext &ctx) {
                            PROP_CONFIG);
 }
 
-void Prop_PrintOverlayInstances(const PrintContext &, const char *key, const void *value,
-                                uint32_t length, int32_t flags) {
-  const ByteReader r(value, length);
-  printf("\t\t%s =", key);
-  const bool whole = ForEachOverlayRecord(r, OVERLAY_INSTANCE_LEN, [&](size_t offset) {
-    const uint32_t depth = *r.U32(offset + OVERLAY_INSTANCE_OFF_DEPTH);
-    const std::string_view name =
-        *r.Text(offset + OVERLAY_INSTANCE_OFF_CLASS, OVERLAY_CLASS_NAME_LEN);
-    printf(" %.*s(%u)", Width(name), name.data(), depth);
+namespace {
+
+/* The records of an overlay list that lie inside the value, and whether all that it counts do. */
+template <typename Record>
+struct OverlayList {
+  std::vector<Record> records;
+  bool whole = false;
+};
+
+struct OverlayInstance {
+  uint32_t depth;
+  std::string_view className;
+};
+
+struct OverlayParam {
+  uint32_t depth;
+  uint64_t value;
+};
+
+OverlayList<OverlayInstance> DecodeOverlayInstances(const ByteReader &r) {
+  OverlayList<OverlayInstance> v;
+  v.whole = ForEachOverlayRecord(r, OVERLAY_INSTANCE_LEN, [&](size_t offset) {
+    v.records.push_back({*r.U32(offset + OVERLAY_INSTANCE_OFF_DEPTH),
+                         *r.Text(offset + OVERLAY_INSTANCE_OFF_CLASS, OVERLAY_CLASS_NAME_LEN)});
   });
-  printf("\n");
-  if (whole) Prop_PrintFlagsLine(flags);
+  return v;
 }
 
-void Prop_PrintPortOverlay(const PrintContext &, const char *key, const void *value,
-                           uint32_t length, int32_t flags) {
-  const ByteReader r(value, length);
-  printf("\t\t%s =", key);
-  const bool whole = ForEachOverlayRecord(r, OVERLAY_PARAM_LEN, [&](size_t offset) {
-    const uint32_t depth = *r.U32(offset + OVERLAY_PARAM_OFF_DEPTH);
-    const uint64_t number = *r.U64(offset + OVERLAY_PARAM_OFF_VALUE);
-    printf("0x%0" PRIx64 "@%u ", number, depth);
+OverlayList<OverlayParam> DecodePortOverlay(const ByteReader &r) {
+  OverlayList<OverlayParam> v;
+  v.whole = ForEachOverlayRecord(r, OVERLAY_PARAM_LEN, [&](size_t offset) {
+    v.records.push_back(
+        {*r.U32(offset + OVERLAY_PARAM_OFF_DEPTH), *r.U64(offset + OVERLAY_PARAM_OFF_VALUE)});
   });
-  printf("\n");
-  if (whole) Prop_PrintFlagsLine(flags);
+  return v;
 }
 
-void Prop_PrintDvfilter(const PrintContext &, const char *key, const void *value, uint32_t length,
-                        int32_t flags) {
-  const ByteReader r(value, length);
-  printf("\t\t%s = filters", key);
-  const std::optional<uint32_t> count = r.U32(DVFILTER_OFF_COUNT);
-  if (!count) {
-    printf("\n");
-    return;
-  }
-  printf(" (num = %u):\n", *count);
+/* One filter of a DVFilter value, with the parameters of it that lie inside the value. */
+struct DvfilterSlotValue {
+  uint32_t slot;
+  std::string_view name;
+  uint32_t paramCount;
+  uint32_t onFailure;
+  std::vector<std::pair<uint32_t, std::string_view>> params;
+};
+
+/* A DVFilter value: its count and the filters that lie inside it, up to the first that does not. */
+struct DvfilterValue {
+  std::optional<uint32_t> count;
+  std::vector<DvfilterSlotValue> filters;
+  bool whole = false;
+};
+
+DvfilterValue DecodeDvfilter(const ByteReader &r) {
+  DvfilterValue v;
+  v.count = r.U32(DVFILTER_OFF_COUNT);
+  if (!v.count) return v;
   /*
    * Records lie back to back, each filter followed by its parameters; a
    * count never reads past the value.
    */
   size_t offset = DVFILTER_HEADER_LEN;
-  for (uint32_t i = 0; i < *count; i++) {
-    if (!r.Has(offset, DVFILTER_SLOT_LEN)) return;
-    const uint32_t slot = *r.U32(offset + DVFILTER_SLOT_OFF_SLOT);
-    const std::string_view name = *r.Text(offset + DVFILTER_SLOT_OFF_NAME, DVFILTER_NAME_LEN);
-    const uint32_t params = *r.U32(offset + DVFILTER_SLOT_OFF_PARAM_COUNT);
-    const uint32_t onFailure = *r.U32(offset + DVFILTER_SLOT_OFF_ON_FAILURE);
-    printf("\t\t\t%u: %.*s (onFailure: %s, params = %d)\n", slot, Width(name), name.data(),
-           onFailure == DVFILTER_ON_FAILURE_OPEN ? "open" : "close", static_cast<int>(params));
+  for (uint32_t i = 0; i < *v.count; i++) {
+    if (!r.Has(offset, DVFILTER_SLOT_LEN)) return v;
+    DvfilterSlotValue &filter = v.filters.emplace_back();
+    filter.slot = *r.U32(offset + DVFILTER_SLOT_OFF_SLOT);
+    filter.name = *r.Text(offset + DVFILTER_SLOT_OFF_NAME, DVFILTER_NAME_LEN);
+    filter.paramCount = *r.U32(offset + DVFILTER_SLOT_OFF_PARAM_COUNT);
+    filter.onFailure = *r.U32(offset + DVFILTER_SLOT_OFF_ON_FAILURE);
     offset += DVFILTER_SLOT_LEN;
-    for (uint32_t j = 0; j < params; j++) {
-      if (!r.Has(offset, DVFILTER_PARAM_LEN)) return;
-      const uint32_t index = *r.U32(offset + DVFILTER_PARAM_OFF_INDEX);
-      const std::string_view text =
-          *r.Text(offset + DVFILTER_PARAM_OFF_VALUE, DVFILTER_PARAM_VALUE_LEN);
-      printf("\t\t\t\tparam %d: %.*s\n", static_cast<int>(index), Width(text), text.data());
+    for (uint32_t j = 0; j < filter.paramCount; j++) {
+      if (!r.Has(offset, DVFILTER_PARAM_LEN)) return v;
+      filter.params.emplace_back(
+          *r.U32(offset + DVFILTER_PARAM_OFF_INDEX),
+          *r.Text(offset + DVFILTER_PARAM_OFF_VALUE, DVFILTER_PARAM_VALUE_LEN));
       offset += DVFILTER_PARAM_LEN;
     }
   }
-  Prop_PrintFlagsLine(flags);
+  v.whole = true;
+  return v;
+}
+
+const char *OnFailureName(uint32_t onFailure) {
+  return onFailure == DVFILTER_ON_FAILURE_OPEN ? "open" : "close";
+}
+
+}  // namespace
+
+void Prop_PrintOverlayInstances(const PrintContext &, const char *key, const void *value,
+                                uint32_t length, int32_t flags) {
+  const OverlayList<OverlayInstance> v = DecodeOverlayInstances(ByteReader(value, length));
+  printf("\t\t%s =", key);
+  for (const OverlayInstance &instance : v.records) {
+    printf(" %.*s(%u)", Width(instance.className), instance.className.data(), instance.depth);
+  }
+  printf("\n");
+  if (v.whole) Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonOverlayInstances(const PrintContext &, const void *value, uint32_t length,
+                               JsonOut &out) {
+  const OverlayList<OverlayInstance> v = DecodeOverlayInstances(ByteReader(value, length));
+  out.BeginObject();
+  out.Key("instances");
+  out.BeginArray();
+  for (const OverlayInstance &instance : v.records) {
+    out.BeginObject();
+    Json_Text(out, "className", instance.className);
+    Json_Uint(out, "depth", instance.depth);
+    out.EndObject();
+  }
+  out.EndArray();
+  Json_Truncated(out, !v.whole);
+  out.EndObject();
+}
+
+void Prop_PrintPortOverlay(const PrintContext &, const char *key, const void *value,
+                           uint32_t length, int32_t flags) {
+  const OverlayList<OverlayParam> v = DecodePortOverlay(ByteReader(value, length));
+  printf("\t\t%s =", key);
+  for (const OverlayParam &param : v.records)
+    printf("0x%0" PRIx64 "@%u ", param.value, param.depth);
+  printf("\n");
+  if (v.whole) Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonPortOverlay(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const OverlayList<OverlayParam> v = DecodePortOverlay(ByteReader(value, length));
+  out.BeginObject();
+  out.Key("params");
+  out.BeginArray();
+  for (const OverlayParam &param : v.records) {
+    out.BeginObject();
+    Json_Uint(out, "value", param.value);
+    Json_Uint(out, "depth", param.depth);
+    out.EndObject();
+  }
+  out.EndArray();
+  Json_Truncated(out, !v.whole);
+  out.EndObject();
+}
+
+void Prop_PrintDvfilter(const PrintContext &, const char *key, const void *value, uint32_t length,
+                        int32_t flags) {
+  const DvfilterValue v = DecodeDvfilter(ByteReader(value, length));
+  printf("\t\t%s = filters", key);
+  if (!v.count) {
+    printf("\n");
+    return;
+  }
+  printf(" (num = %u):\n", *v.count);
+  for (const DvfilterSlotValue &filter : v.filters) {
+    printf("\t\t\t%u: %.*s (onFailure: %s, params = %d)\n", filter.slot, Width(filter.name),
+           filter.name.data(), OnFailureName(filter.onFailure),
+           static_cast<int>(filter.paramCount));
+    for (const auto &[index, text] : filter.params) {
+      printf("\t\t\t\tparam %d: %.*s\n", static_cast<int>(index), Width(text), text.data());
+    }
+  }
+  if (v.whole) Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonDvfilter(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const DvfilterValue v = DecodeDvfilter(ByteReader(value, length));
+  out.BeginObject();
+  if (v.count) {
+    out.Key("filters");
+    out.BeginArray();
+    for (const DvfilterSlotValue &filter : v.filters) {
+      out.BeginObject();
+      Json_Uint(out, "slot", filter.slot);
+      Json_Text(out, "name", filter.name);
+      Json_Enum(out, "onFailure", OnFailureName(filter.onFailure), filter.onFailure);
+      out.Key("params");
+      out.BeginArray();
+      for (const auto &[index, text] : filter.params) {
+        out.BeginObject();
+        Json_Int(out, "index", static_cast<int32_t>(index));
+        Json_Text(out, "value", text);
+        out.EndObject();
+      }
+      out.EndArray();
+      out.EndObject();
+    }
+    out.EndArray();
+  }
+  Json_Truncated(out, !v.whole);
+  out.EndObject();
 }
 
 /* ---- The family ---------------------------------------------------------- */
@@ -390,9 +519,9 @@ const UsageEntry overlayUsage[] = {
 };
 
 const PropPrinterRow overlayPrinters[] = {
-    {OVERLAY_KEY_INSTANCES, Prop_PrintOverlayInstances},
-    {OVERLAY_KEY_PORT, Prop_PrintPortOverlay},
-    {DVFILTER_KEY, Prop_PrintDvfilter},
+    {OVERLAY_KEY_INSTANCES, Prop_PrintOverlayInstances, Prop_JsonOverlayInstances},
+    {OVERLAY_KEY_PORT, Prop_PrintPortOverlay, Prop_JsonPortOverlay},
+    {DVFILTER_KEY, Prop_PrintDvfilter, Prop_JsonDvfilter},
 };
 
 }  // namespace

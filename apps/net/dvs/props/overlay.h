@@ -22,6 +22,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /* Keys; the same for every switch class. */
@@ -135,5 +136,15 @@ void Prop_PrintPortOverlay(const PrintContext &pc, const char *key, const void *
 /* Printer of the DVFilter list: a line per filter and per parameter, then the flags. */
 void Prop_PrintDvfilter(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                         int32_t flags);
+
+/*
+ * Their JSON writers, from the same decodes: {"instances": [{"className",
+ * "depth"}]}, {"params": [{"value", "depth"}]} and {"filters": [{"slot",
+ * "name", "onFailure", "params": [{"index", "value"}]}]}.
+ */
+void Prop_JsonOverlayInstances(const PrintContext &pc, const void *value, uint32_t length,
+                               JsonOut &out);
+void Prop_JsonPortOverlay(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonDvfilter(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_OVERLAY_H

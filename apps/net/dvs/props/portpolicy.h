@@ -17,6 +17,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /* Keys. The two pairs depend on the switch's class; the discovery key serves every class. */
@@ -123,5 +124,19 @@ void Prop_PrintDiscovery(const PrintContext &pc, const char *key, const void *va
                          uint32_t length, int32_t flags);
 void Prop_PrintExtraEthFRP(const PrintContext &pc, const char *key, const void *value,
                            uint32_t length, int32_t flags);
+
+/*
+ * Their JSON writers, from the same decodes: security as {"promiscuous",
+ * "macChange", "forgedFrames"} (each allow or deny, with its bit), MAC
+ * management as {"allowMacChange", "macLearning",
+ * "unknownUnicastFlooding", "macLimit", "macLimitPolicy"}, discovery as
+ * {"protocol", "mode"}, the frame-receive policy as {"flags",
+ * "multicastAddr": ["xx:xx:xx:xx:xx:xx", ...]}.
+ */
+void Prop_JsonSecurity(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonMacManagement(const PrintContext &pc, const void *value, uint32_t length,
+                            JsonOut &out);
+void Prop_JsonDiscovery(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonExtraEthFRP(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_PORTPOLICY_H

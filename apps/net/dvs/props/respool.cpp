@@ -16,7 +16,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "events/events.h"
 #include "props/bytes.h"
@@ -297,90 +299,210 @@ CommandResult Cmd_SetHostStatus(const CommandContext &ctx) {
 
 /* ---- Printers ------------------------------------------------------------ */
 
+namespace {
+
+/* One entry of a resource pool configuration. */
+struct RespoolCfgEntry {
+  std::string_view id;
+  int32_t reservation;
+  int32_t shares;
+  int32_t limit;
+  uint8_t tag;
+};
+
+/* A configuration or a list: its count and the entries that lie inside the value. */
+struct RespoolCfgValue {
+  std::optional<uint32_t> count;
+  std::vector<RespoolCfgEntry> entries;
+  bool Whole() const { return count && entries.size() == *count; }
+};
+
+RespoolCfgValue DecodeRespoolsCfg(const ByteReader &r) {
+  RespoolCfgValue v;
+  v.count = r.U32(RESPOOL_CFG_OFF_COUNT);
+  for (uint32_t i = 0; v.count && i < *v.count; i++) {
+    const size_t entry = RESPOOL_CFG_OFF_ENTRIES + static_cast<size_t>(RESPOOL_CFG_ENTRY_LEN) * i;
+    /* The limit is the last field read: an entry that holds it holds the others. */
+    const std::optional<int32_t> limit = r.I32(entry + RESPOOL_CFG_ENTRY_OFF_LIMIT);
+    if (!limit) break;
+    v.entries.push_back({r.Text(entry + RESPOOL_CFG_ENTRY_OFF_ID, RESPOOL_ID_LEN).value_or(""),
+                         static_cast<int32_t>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_RESERVATION)),
+                         static_cast<int32_t>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_SHARES)), *limit,
+                         *r.U8(entry + RESPOOL_CFG_ENTRY_OFF_TAG)});
+  }
+  return v;
+}
+
+struct RespoolListValue {
+  std::optional<uint32_t> count;
+  std::vector<std::string_view> ids;
+  bool whole = false; /* every entry that count promises lies wholly inside the value */
+  bool Whole() const { return count && ids.size() == *count; }
+};
+
+RespoolListValue DecodeRespoolsList(const ByteReader &r) {
+  RespoolListValue v;
+  v.count = r.U32(RESPOOL_LIST_OFF_COUNT);
+  for (uint32_t i = 0; v.count && i < *v.count; i++) {
+    const std::optional<std::string_view> id = r.Text(
+        RESPOOL_LIST_OFF_ENTRIES + static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * i, RESPOOL_ID_LEN);
+    if (!id) break;
+    v.ids.push_back(*id);
+  }
+  v.whole = v.count &&
+            r.Has(RESPOOL_LIST_OFF_ENTRIES, static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * *v.count);
+  return v;
+}
+
+/* The host status: its colour, and its message when the colour has a name. */
+struct HostStatusValue {
+  std::optional<uint32_t> colour;
+  const char *name = nullptr;
+  std::optional<std::string_view> message;
+};
+
+HostStatusValue DecodeHostStatus(const ByteReader &r) {
+  HostStatusValue v;
+  v.colour = r.U32(HOST_STATUS_OFF_COLOUR);
+  if (v.colour) v.name = NameOf(hostStatusColours, *v.colour, nullptr);
+  if (v.name != nullptr) v.message = r.Text(HOST_STATUS_OFF_MESSAGE, HOST_STATUS_MESSAGE_LEN);
+  return v;
+}
+
+}  // namespace
+
 void Prop_PrintRespoolsSched(const PrintContext &, const char *key, const void *value,
                              uint32_t length, int32_t flags) {
-  const ByteReader r(value, length);
+  const std::optional<uint8_t> active = ByteReader(value, length).U8(0);
   printf("\t\t%s:\n", key);
-  const std::optional<uint8_t> active = r.U8(0);
   if (!active) return;
   printf("\t\t\t%s\n", *active != 0 ? "active" : "inactive");
   Prop_PrintFlagsLine(flags);
 }
 
+void Prop_JsonRespoolsSched(const PrintContext &, const void *value, uint32_t length,
+                            JsonOut &out) {
+  const std::optional<uint8_t> active = ByteReader(value, length).U8(0);
+  out.BeginObject();
+  if (active) Json_Enum(out, "scheduling", *active != 0 ? "active" : "inactive", *active);
+  Json_Truncated(out, !active);
+  out.EndObject();
+}
+
 void Prop_PrintRespoolsCfg(const PrintContext &, const char *key, const void *value,
                            uint32_t length, int32_t flags) {
-  const ByteReader r(value, length);
+  const RespoolCfgValue v = DecodeRespoolsCfg(ByteReader(value, length));
   printf("\t\t%s:\n", key);
-  const std::optional<uint32_t> n = r.U32(RESPOOL_CFG_OFF_COUNT);
-  if (!n) return;
-  if (*n == 0) printf("\t\t\t<none>\n");
-  for (uint32_t i = 0; i < *n; i++) {
-    const size_t entry = RESPOOL_CFG_OFF_ENTRIES + static_cast<size_t>(RESPOOL_CFG_ENTRY_LEN) * i;
-    /* The limit is the last field read: an entry that holds it holds the others. */
-    const std::optional<int32_t> limit = r.I32(entry + RESPOOL_CFG_ENTRY_OFF_LIMIT);
-    if (!limit) return;
+  if (!v.count) return;
+  if (*v.count == 0) printf("\t\t\t<none>\n");
+  for (const RespoolCfgEntry &entry : v.entries) {
     printf("\t\t\t");
-    Prop_PutText(r.Text(entry + RESPOOL_CFG_ENTRY_OFF_ID, RESPOOL_ID_LEN).value_or(""));
-    printf(":%d:%d:%d:%d\n", static_cast<int>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_RESERVATION)),
-           static_cast<int>(*r.U32(entry + RESPOOL_CFG_ENTRY_OFF_SHARES)), *limit,
-           *r.U8(entry + RESPOOL_CFG_ENTRY_OFF_TAG));
+    Prop_PutText(entry.id);
+    printf(":%d:%d:%d:%d\n", entry.reservation, entry.shares, entry.limit, entry.tag);
   }
+  if (!v.Whole()) return;
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonRespoolsCfg(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const RespoolCfgValue v = DecodeRespoolsCfg(ByteReader(value, length));
+  out.BeginObject();
+  if (v.count) {
+    out.Key("pools");
+    out.BeginArray();
+    for (const RespoolCfgEntry &entry : v.entries) {
+      out.BeginObject();
+      Json_Text(out, "id", entry.id);
+      Json_Int(out, "reservation", entry.reservation);
+      Json_Int(out, "shares", entry.shares);
+      Json_Int(out, "limit", entry.limit);
+      Json_Uint(out, "tag", entry.tag);
+      out.EndObject();
+    }
+    out.EndArray();
+  }
+  Json_Truncated(out, !v.Whole());
+  out.EndObject();
 }
 
 void Prop_PrintRespoolsList(const PrintContext &, const char *key, const void *value,
                             uint32_t length, int32_t flags) {
-  const ByteReader r(value, length);
+  const RespoolListValue v = DecodeRespoolsList(ByteReader(value, length));
   printf("\t\t%s:\n", key);
-  const std::optional<uint32_t> n = r.U32(RESPOOL_LIST_OFF_COUNT);
-  if (!n) return;
-  if (*n == 0) printf("\t\t\t<none>\n");
-  for (uint32_t i = 0; i < *n; i++) {
-    const std::optional<std::string_view> id = r.Text(
-        RESPOOL_LIST_OFF_ENTRIES + static_cast<size_t>(RESPOOL_LIST_ENTRY_LEN) * i, RESPOOL_ID_LEN);
-    if (!id) return;
+  if (!v.count) return;
+  if (*v.count == 0) printf("\t\t\t<none>\n");
+  for (const std::string_view id : v.ids) {
     printf("\t\t\t");
-    Prop_PutText(*id);
+    Prop_PutText(id);
     printf("\n");
   }
+  if (!v.Whole()) return;
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonRespoolsList(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const RespoolListValue v = DecodeRespoolsList(ByteReader(value, length));
+  out.BeginObject();
+  if (v.count) {
+    out.Key("pools");
+    out.BeginArray();
+    for (const std::string_view id : v.ids) out.String(id);
+    out.EndArray();
+  }
+  Json_Truncated(out, !v.whole);
+  out.EndObject();
 }
 
 void Prop_PrintRespoolAssoc(const PrintContext &, const char *key, const void *value,
                             uint32_t length, int32_t flags) {
-  const ByteReader r(value, length);
+  const std::optional<std::string_view> id =
+      ByteReader(value, length).Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
   printf("\t\t%s:\n", key);
-  const std::optional<std::string_view> id = r.Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
   if (!id) return;
   printf("\t\t\t");
   Prop_PutText(*id);
   Prop_PrintFlagsLine(flags, "\n\t\t\t");
 }
 
+void Prop_JsonRespoolAssoc(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const std::optional<std::string_view> id =
+      ByteReader(value, length).Text(RESPOOL_ASSOC_OFF_ID, RESPOOL_ID_LEN);
+  out.BeginObject();
+  if (id) Json_Text(out, "id", *id);
+  Json_Truncated(out, length < RESPOOL_ASSOC_LEN);
+  out.EndObject();
+}
+
 void Prop_PrintHostStatus(const PrintContext &, const char *key, const void *value, uint32_t length,
                           int32_t flags) {
-  const ByteReader r(value, length);
+  const HostStatusValue v = DecodeHostStatus(ByteReader(value, length));
   printf("\t\t%s = ", key);
-  const std::optional<uint32_t> colour = r.U32(HOST_STATUS_OFF_COLOUR);
-  if (!colour) {
+  if (!v.colour) {
     printf("\n");
     return;
   }
-  const char *name = NameOf(hostStatusColours, *colour, nullptr);
-  if (name == nullptr) {
-    printf("unknown value %u", *colour);
+  if (v.name == nullptr) {
+    printf("unknown value %u", *v.colour);
     Prop_PrintFlagsLine(flags, ", \t");
     return;
   }
-  printf("%s ", name);
-  const std::optional<std::string_view> message =
-      r.Text(HOST_STATUS_OFF_MESSAGE, HOST_STATUS_MESSAGE_LEN);
-  if (!message) {
+  printf("%s ", v.name);
+  if (!v.message) {
     printf("\n");
     return;
   }
-  Prop_PutText(*message);
+  Prop_PutText(*v.message);
   Prop_PrintFlagsLine(flags, ", \t");
+}
+
+void Prop_JsonHostStatus(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const HostStatusValue v = DecodeHostStatus(ByteReader(value, length));
+  out.BeginObject();
+  if (v.colour) Json_Enum(out, "colour", v.name, *v.colour);
+  if (v.message) Json_Text(out, "message", *v.message);
+  /* The message is a fixed field: a value that ends inside it is short, though a text is read. */
+  Json_Truncated(out, !v.colour || (v.name != nullptr && length < HOST_STATUS_LEN));
+  out.EndObject();
 }
 
 /* ---- The family ---------------------------------------------------------- */
@@ -407,10 +529,13 @@ const UsageEntry respoolUsage[] = {
 };
 
 const PropPrinterRow respoolPrinters[] = {
-    {HOST_STATUS_KEY, Prop_PrintHostStatus},       {HOST_STATUS_KEY_OVERLAY, Prop_PrintHostStatus},
-    {RESPOOL_KEY_PORT_CFG, Prop_PrintRespoolsCfg}, {RESPOOL_KEY_PORT_ASSOC, Prop_PrintRespoolAssoc},
-    {RESPOOL_KEY_LIST, Prop_PrintRespoolsList},    {RESPOOL_KEY_GLOBAL_CFG, Prop_PrintRespoolsCfg},
-    {RESPOOL_KEY_SCHED, Prop_PrintRespoolsSched},
+    {HOST_STATUS_KEY, Prop_PrintHostStatus, Prop_JsonHostStatus},
+    {HOST_STATUS_KEY_OVERLAY, Prop_PrintHostStatus, Prop_JsonHostStatus},
+    {RESPOOL_KEY_PORT_CFG, Prop_PrintRespoolsCfg, Prop_JsonRespoolsCfg},
+    {RESPOOL_KEY_PORT_ASSOC, Prop_PrintRespoolAssoc, Prop_JsonRespoolAssoc},
+    {RESPOOL_KEY_LIST, Prop_PrintRespoolsList, Prop_JsonRespoolsList},
+    {RESPOOL_KEY_GLOBAL_CFG, Prop_PrintRespoolsCfg, Prop_JsonRespoolsCfg},
+    {RESPOOL_KEY_SCHED, Prop_PrintRespoolsSched, Prop_JsonRespoolsSched},
 };
 
 }  // namespace

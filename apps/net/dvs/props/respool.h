@@ -22,6 +22,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 
 /* Keys. The global configuration key carries the port layout and is only printed. */
 #define RESPOOL_KEY_LIST "com.corvane.common.respools.list"
@@ -166,5 +167,19 @@ void Prop_PrintRespoolAssoc(const PrintContext &pc, const char *key, const void 
                             uint32_t length, int32_t flags);
 void Prop_PrintHostStatus(const PrintContext &pc, const char *key, const void *value,
                           uint32_t length, int32_t flags);
+
+/*
+ * Their JSON writers, from the same decodes: {"scheduling"}, {"pools":
+ * [{"id", "reservation", "shares", "limit", "tag"}]}, {"pools": [id,
+ * ...]}, {"id"} and {"colour", "message"}.
+ */
+void Prop_JsonRespoolsSched(const PrintContext &pc, const void *value, uint32_t length,
+                            JsonOut &out);
+void Prop_JsonRespoolsCfg(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonRespoolsList(const PrintContext &pc, const void *value, uint32_t length,
+                           JsonOut &out);
+void Prop_JsonRespoolAssoc(const PrintContext &pc, const void *value, uint32_t length,
+                           JsonOut &out);
+void Prop_JsonHostStatus(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_RESPOOL_H

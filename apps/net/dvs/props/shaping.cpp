@@ -11,6 +11,7 @@
 #include <inttypes.h>
 #include <stdio.h>
 
+#include <iterator>
 #include <optional>
 
 #include "base/print.h"
@@ -81,24 +82,52 @@ CommandResult Cmd_SetShaping(const CommandContext &ctx) {
   return ZOR_OK;
 }
 
+namespace {
+
+/* The shaper's fields in value order: offset, the text line's format and the document's name. */
+const struct {
+  size_t offset;
+  const char *format;
+  const char *name;
+} shaperFields[] = {
+    {SHAPER_OFF_AVERAGE, "\t\t\taverage bandwidth = %" PRIu64 " bytes/sec\n", "averageBandwidth"},
+    {SHAPER_OFF_PEAK, "\t\t\tpeak bandwidth = %" PRIu64 " bytes/sec\n", "peakBandwidth"},
+    {SHAPER_OFF_BURST, "\t\t\tburst size = %" PRIu64 " bytes\n", "burstSize"},
+};
+
+/* The shaper's fields that the value holds, in order, up to the first that it does not. */
+struct ShaperValue {
+  uint64_t fields[SHAPER_GROUPS];
+  size_t count = 0;
+};
+
+ShaperValue DecodeShaper(const ByteReader &r) {
+  ShaperValue v;
+  for (const auto &field : shaperFields) {
+    const std::optional<uint64_t> number = r.U64(field.offset);
+    if (!number) break;
+    v.fields[v.count++] = *number;
+  }
+  return v;
+}
+
+}  // namespace
+
 void Prop_PrintShaper(const PrintContext &, const char *key, const void *value, uint32_t length,
                       int32_t flags) {
-  static const struct {
-    size_t offset;
-    const char *format;
-  } lines[] = {
-      {SHAPER_OFF_AVERAGE, "\t\t\taverage bandwidth = %" PRIu64 " bytes/sec\n"},
-      {SHAPER_OFF_PEAK, "\t\t\tpeak bandwidth = %" PRIu64 " bytes/sec\n"},
-      {SHAPER_OFF_BURST, "\t\t\tburst size = %" PRIu64 " bytes\n"},
-  };
-  const ByteReader r(value, length);
+  const ShaperValue v = DecodeShaper(ByteReader(value, length));
   printf("\t\t%s:\n", key);
-  for (const auto &line : lines) {
-    const std::optional<uint64_t> field = r.U64(line.offset);
-    if (!field) return;
-    printf(line.format, *field);
-  }
+  for (size_t i = 0; i < v.count; i++) printf(shaperFields[i].format, v.fields[i]);
+  if (v.count < std::size(shaperFields)) return;
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonShaper(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const ShaperValue v = DecodeShaper(ByteReader(value, length));
+  out.BeginObject();
+  for (size_t i = 0; i < v.count; i++) Json_Uint(out, shaperFields[i].name, v.fields[i]);
+  Json_Truncated(out, v.count < std::size(shaperFields));
+  out.EndObject();
 }
 
 /* ---- The family ---------------------------------------------------------- */
@@ -106,9 +135,9 @@ void Prop_PrintShaper(const PrintContext &, const char *key, const void *value, 
 namespace {
 
 const PropPrinterRow shapingPrinters[] = {
-    {SHAPER_KEY_INPUT, Prop_PrintShaper},
-    {SHAPER_KEY_OUTPUT, Prop_PrintShaper},
-    {SHAPER_KEY_BROADCAST, Prop_PrintShaper},
+    {SHAPER_KEY_INPUT, Prop_PrintShaper, Prop_JsonShaper},
+    {SHAPER_KEY_OUTPUT, Prop_PrintShaper, Prop_JsonShaper},
+    {SHAPER_KEY_BROADCAST, Prop_PrintShaper, Prop_JsonShaper},
 };
 
 }  // namespace

@@ -15,6 +15,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 
 /* Keys of the three shapers; the same for every switch class. */
 #define SHAPER_KEY_INPUT "com.corvane.common.port.shaper.input"
@@ -66,5 +67,7 @@ CommandResult Cmd_SetShaping(const CommandContext &ctx);
 /* Printer of the three shaper keys: one line per field, then the flags. */
 void Prop_PrintShaper(const PrintContext &pc, const char *key, const void *value, uint32_t length,
                       int32_t flags);
+/* Its JSON writer: {"averageBandwidth", "peakBandwidth", "burstSize"}, those the value holds. */
+void Prop_JsonShaper(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_SHAPING_H

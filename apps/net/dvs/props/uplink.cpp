@@ -13,7 +13,10 @@
 
 #include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "props/common.h"
 #include "state/state_ops.h"
@@ -99,19 +102,48 @@ std::string_view TextOf(const PropValue &value) {
 
 /* ---- Printers ---------------------------------------------------------- */
 
-void PrintUplinkList(const char *key, const void *value, uint32_t length, int32_t flags,
-                     size_t width) {
-  printf("\t\t%s:\n\t\t\t", key);
-  const ByteReader r(value, length);
-  const std::optional<uint32_t> count = r.U32(UPLINK_LIST_OFF_COUNT);
-  if (count && *count == 0) printf("<none>");
-  for (uint64_t i = 0; count && i < *count; i++) {
+/* An uplink list: its count and the names that lie inside the value. */
+struct UplinkListValue {
+  std::optional<uint32_t> count;
+  std::vector<std::string_view> names;
+  bool whole = false; /* every slot that count promises lies wholly inside the value */
+};
+
+UplinkListValue DecodeUplinkList(const ByteReader &r, size_t width) {
+  UplinkListValue v;
+  v.count = r.U32(UPLINK_LIST_OFF_COUNT);
+  for (uint64_t i = 0; v.count && i < *v.count; i++) {
     const std::optional<std::string_view> name = r.Text(UPLINK_LIST_OFF_SLOTS + i * width, width);
     if (!name) break;
-    Prop_PutText(*name);
-    if (i + 1 < *count) printf(", ");
+    v.names.push_back(*name);
+  }
+  v.whole = v.count && r.Has(UPLINK_LIST_OFF_SLOTS, width * *v.count);
+  return v;
+}
+
+void PrintUplinkList(const char *key, const void *value, uint32_t length, int32_t flags,
+                     size_t width) {
+  const UplinkListValue v = DecodeUplinkList(ByteReader(value, length), width);
+  printf("\t\t%s:\n\t\t\t", key);
+  if (v.count && *v.count == 0) printf("<none>");
+  for (size_t i = 0; i < v.names.size(); i++) {
+    Prop_PutText(v.names[i]);
+    if (i + 1 < *v.count) printf(", ");
   }
   Prop_PrintFlagsLine(flags, "\n\t\t\t");
+}
+
+void WriteUplinkList(const void *value, uint32_t length, JsonOut &out, size_t width) {
+  const UplinkListValue v = DecodeUplinkList(ByteReader(value, length), width);
+  out.BeginObject();
+  if (v.count) {
+    out.Key("uplinks");
+    out.BeginArray();
+    for (const std::string_view name : v.names) out.String(name);
+    out.EndArray();
+  }
+  Json_Truncated(out, !v.whole);
+  out.EndObject();
 }
 
 /* Where the fields of a teaming block lie, and how deep its lines are indented. */
@@ -145,56 +177,105 @@ const TeamingFields logicalSwitchFields = {
     "\t\t\t\t",
 };
 
-/* Prints the words of the bits of flags that words names; false when flags is absent. */
-template <size_t N>
-bool PrintFlagWords(std::optional<uint32_t> flags, const ValueName (&words)[N]) {
-  if (!flags) return false;
-  PrintBitNames(words, *flags);
-  return true;
-}
+/* The names in slots first to first + count - 1 (never past the block's last slot). */
+struct NameSlots {
+  std::vector<std::string_view> names;
+  bool whole = true;    /* false: a slot starts outside the value */
+  bool complete = true; /* false: a slot does not lie wholly inside it */
+};
 
-/*
- * Prints the names in slots first to first + count - 1 as " %s,"; false
- * when a slot lies outside the value. Slots past the block's last slot
- * are not read.
- */
-bool PrintNameSlots(const ByteReader &r, size_t names, uint64_t first, uint64_t count) {
+NameSlots DecodeNameSlots(const ByteReader &r, size_t names, uint64_t first, uint64_t count) {
+  NameSlots v;
   for (uint64_t i = first; i < first + count && i < UPLINK_PORTS_MAX; i++) {
     const std::optional<std::string_view> name =
         r.Text(names + i * UPLINK_GLOBAL_SLOT_LEN, UPLINK_GLOBAL_SLOT_LEN);
-    if (!name) return false;
+    if (!name) {
+      v.whole = false;
+      v.complete = false;
+      break;
+    }
+    v.complete = v.complete && r.Has(names + i * UPLINK_GLOBAL_SLOT_LEN, UPLINK_GLOBAL_SLOT_LEN);
+    v.names.push_back(*name);
+  }
+  return v;
+}
+
+/* A teaming block: each field once the value holds it, up to the first that it does not. */
+struct TeamingValue {
+  std::optional<uint32_t> loadBalancing;
+  std::optional<uint32_t> linkSelection;
+  std::optional<uint32_t> linkBehavior;
+  std::optional<uint32_t> activeCount;
+  std::optional<uint32_t> standbyCount;
+  std::optional<NameSlots> active;
+  std::optional<NameSlots> standby;
+  bool Whole() const { return standby && active->complete && standby->complete; }
+};
+
+TeamingValue DecodeTeamingBlock(const ByteReader &r, size_t base, const TeamingFields &f) {
+  TeamingValue v;
+  if (!(v.loadBalancing = r.U32(base + f.loadBalancing))) return v;
+  if (!(v.linkSelection = r.U32(base + f.linkSelection))) return v;
+  if (!(v.linkBehavior = r.U32(base + f.linkBehavior))) return v;
+  v.activeCount = r.U32(base + f.activeCount);
+  v.standbyCount = r.U32(base + f.standbyCount);
+  if (!v.activeCount || !v.standbyCount) return v;
+  v.active = DecodeNameSlots(r, base + f.names, 0, *v.activeCount);
+  if (!v.active->whole) return v;
+  v.standby = DecodeNameSlots(r, base + f.names, *v.activeCount, *v.standbyCount);
+  return v;
+}
+
+/* Prints names as " %s," each. */
+void PrintNameSlots(const NameSlots &slots) {
+  for (const std::string_view name : slots.names) {
     printf(" ");
-    Prop_PutText(*name);
+    Prop_PutText(name);
     printf(",");
   }
-  return true;
 }
 
 /*
- * Prints the teaming block at base, from "load balancing = " to the flags
- * line, stopping at the first field that the value does not hold.
+ * Prints a teaming block, from "load balancing = " to the flags line,
+ * stopping at the first field that the value does not hold.
  */
-void PrintTeamingBlock(const ByteReader &r, size_t base, const TeamingFields &f, int32_t flags) {
+void PrintTeamingBlock(const TeamingValue &v, const TeamingFields &f, int32_t flags) {
   const char *in = f.indent;
   [&] {
     printf("load balancing = ");
-    const std::optional<uint32_t> policy = r.U32(base + f.loadBalancing);
-    if (!policy) return;
-    fputs(NameOf(teamingLoadBalancingNames, *policy, ""), stdout);
+    if (!v.loadBalancing) return;
+    fputs(NameOf(teamingLoadBalancingNames, *v.loadBalancing, ""), stdout);
     printf("\n%slink selection =", in);
-    if (!PrintFlagWords(r.U32(base + f.linkSelection), linkSelectionWords)) return;
+    if (!v.linkSelection) return;
+    PrintBitNames(linkSelectionWords, *v.linkSelection);
     printf("\n%slink behavior =", in);
-    if (!PrintFlagWords(r.U32(base + f.linkBehavior), linkBehaviorWords)) return;
+    if (!v.linkBehavior) return;
+    PrintBitNames(linkBehaviorWords, *v.linkBehavior);
     printf("\n%sactive =", in);
-    const std::optional<uint32_t> active = r.U32(base + f.activeCount);
-    const std::optional<uint32_t> standby = r.U32(base + f.standbyCount);
-    if (!active || !standby) return;
-    if (!PrintNameSlots(r, base + f.names, 0, *active)) return;
+    if (!v.active) return;
+    PrintNameSlots(*v.active);
+    if (!v.standby) return;
     printf("\n%sstandby =", in);
-    PrintNameSlots(r, base + f.names, *active, *standby);
+    PrintNameSlots(*v.standby);
   }();
   printf("\n");
   Prop_PrintFlagsLine(flags, in);
+}
+
+/* Writes the members of a teaming block to the open object; the caller says "truncated". */
+void WriteTeamingBlock(const TeamingValue &v, JsonOut &out) {
+  if (v.loadBalancing) {
+    Json_EnumOf(out, "loadBalancing", teamingLoadBalancingNames, *v.loadBalancing, nullptr);
+  }
+  if (v.linkSelection) Json_Bits(out, "linkSelection", linkSelectionWords, *v.linkSelection);
+  if (v.linkBehavior) Json_Bits(out, "linkBehavior", linkBehaviorWords, *v.linkBehavior);
+  for (const auto &[name, slots] : {std::pair{"active", &v.active}, {"standby", &v.standby}}) {
+    if (!*slots) continue;
+    out.Key(name);
+    out.BeginArray();
+    for (const std::string_view uplink : (*slots)->names) out.String(uplink);
+    out.EndArray();
+  }
 }
 
 }  // namespace
@@ -338,31 +419,88 @@ void Prop_PrintUplinkPorts(const PrintContext &, const char *key, const void *va
   PrintUplinkList(key, value, length, flags, UPLINK_GLOBAL_SLOT_LEN);
 }
 
+void Prop_JsonUplinkPorts(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  WriteUplinkList(value, length, out, UPLINK_GLOBAL_SLOT_LEN);
+}
+
 void Prop_PrintHostUplinkPorts(const PrintContext &, const char *key, const void *value,
                                uint32_t length, int32_t flags) {
   PrintUplinkList(key, value, length, flags, UPLINK_HOST_SLOT_LEN);
 }
 
+void Prop_JsonHostUplinkPorts(const PrintContext &, const void *value, uint32_t length,
+                              JsonOut &out) {
+  WriteUplinkList(value, length, out, UPLINK_HOST_SLOT_LEN);
+}
+
 void Prop_PrintTeamingPolicy(const PrintContext &, const char *key, const void *value,
                              uint32_t length, int32_t flags) {
   printf("\t\t%s:\n\t\t\t", key);
-  PrintTeamingBlock(ByteReader(value, length), 0, policyFields, flags);
+  PrintTeamingBlock(DecodeTeamingBlock(ByteReader(value, length), 0, policyFields), policyFields,
+                    flags);
 }
 
-void Prop_PrintLogicalSwitchTeaming(const PrintContext &, const char *key, const void *value,
-                                    uint32_t length, int32_t flags) {
-  printf("\t\t%s:\n", key);
-  const ByteReader r(value, length);
-  const uint32_t count = r.U32(LS_TEAMING_OFF_COUNT).value_or(0);
-  for (uint64_t i = 0; i < count; i++) {
+void Prop_JsonTeamingPolicy(const PrintContext &, const void *value, uint32_t length,
+                            JsonOut &out) {
+  const TeamingValue v = DecodeTeamingBlock(ByteReader(value, length), 0, policyFields);
+  out.BeginObject();
+  WriteTeamingBlock(v, out);
+  Json_Truncated(out, !v.Whole());
+  out.EndObject();
+}
+
+namespace {
+
+/* The policies of a logical switch that lie inside the value, each with its name. */
+struct LogicalSwitchTeamingValue {
+  uint32_t count = 0;
+  std::vector<std::pair<std::string_view, TeamingValue>> policies;
+};
+
+LogicalSwitchTeamingValue DecodeLogicalSwitchTeaming(const ByteReader &r) {
+  LogicalSwitchTeamingValue v;
+  v.count = r.U32(LS_TEAMING_OFF_COUNT).value_or(0);
+  for (uint64_t i = 0; i < v.count; i++) {
     const size_t base = LS_TEAMING_OFF_ENTRIES + i * LS_TEAMING_ENTRY_LEN;
     const std::optional<std::string_view> name = r.Text(base, LS_TEAMING_NAME_LEN);
     if (!name) break;
-    printf("\t\t\tpolicy name: ");
-    Prop_PutText(*name);
-    printf("\n\t\t\t\t");
-    PrintTeamingBlock(r, base, logicalSwitchFields, flags);
+    v.policies.emplace_back(*name, DecodeTeamingBlock(r, base, logicalSwitchFields));
   }
+  return v;
+}
+
+}  // namespace
+
+void Prop_PrintLogicalSwitchTeaming(const PrintContext &, const char *key, const void *value,
+                                    uint32_t length, int32_t flags) {
+  const LogicalSwitchTeamingValue v = DecodeLogicalSwitchTeaming(ByteReader(value, length));
+  printf("\t\t%s:\n", key);
+  for (const auto &[name, policy] : v.policies) {
+    printf("\t\t\tpolicy name: ");
+    Prop_PutText(name);
+    printf("\n\t\t\t\t");
+    PrintTeamingBlock(policy, logicalSwitchFields, flags);
+  }
+}
+
+void Prop_JsonLogicalSwitchTeaming(const PrintContext &, const void *value, uint32_t length,
+                                   JsonOut &out) {
+  const ByteReader r(value, length);
+  const LogicalSwitchTeamingValue v = DecodeLogicalSwitchTeaming(r);
+  bool truncated = !r.Has(LS_TEAMING_OFF_COUNT, 4) || v.policies.size() < v.count;
+  out.BeginObject();
+  out.Key("policies");
+  out.BeginArray();
+  for (const auto &[name, policy] : v.policies) {
+    out.BeginObject();
+    Json_Text(out, "policyName", name);
+    WriteTeamingBlock(policy, out);
+    out.EndObject();
+    truncated = truncated || !policy.Whole();
+  }
+  out.EndArray();
+  Json_Truncated(out, truncated);
+  out.EndObject();
 }
 
 /* ---- The family -------------------------------------------------------- */
@@ -379,12 +517,12 @@ const UsageEntry uplinkUsage[] = {
 };
 
 const PropPrinterRow uplinkPrinters[] = {
-    {UPLINK_KEY_GLOBAL_LIST, Prop_PrintUplinkPorts},
-    {UPLINK_KEY_HOST_LIST, Prop_PrintHostUplinkPorts},
-    {TEAMING_KEY_ETHERSWITCH_PORT, Prop_PrintTeamingPolicy},
-    {TEAMING_KEY_VSWITCH, Prop_PrintTeamingPolicy},
-    {TEAMING_KEY_VSWITCH_PORT, Prop_PrintTeamingPolicy},
-    {TEAMING_KEY_LOGICAL_SWITCH, Prop_PrintLogicalSwitchTeaming},
+    {UPLINK_KEY_GLOBAL_LIST, Prop_PrintUplinkPorts, Prop_JsonUplinkPorts},
+    {UPLINK_KEY_HOST_LIST, Prop_PrintHostUplinkPorts, Prop_JsonHostUplinkPorts},
+    {TEAMING_KEY_ETHERSWITCH_PORT, Prop_PrintTeamingPolicy, Prop_JsonTeamingPolicy},
+    {TEAMING_KEY_VSWITCH, Prop_PrintTeamingPolicy, Prop_JsonTeamingPolicy},
+    {TEAMING_KEY_VSWITCH_PORT, Prop_PrintTeamingPolicy, Prop_JsonTeamingPolicy},
+    {TEAMING_KEY_LOGICAL_SWITCH, Prop_PrintLogicalSwitchTeaming, Prop_JsonLogicalSwitchTeaming},
 };
 
 }  // namespace

@@ -20,6 +20,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /* ---- Keys -------------------------------------------------------------- */
@@ -190,5 +191,20 @@ void Prop_PrintTeamingPolicy(const PrintContext &pc, const char *key, const void
 /* Each named policy of a logical switch, as Prop_PrintTeamingPolicy one tab deeper. */
 void Prop_PrintLogicalSwitchTeaming(const PrintContext &pc, const char *key, const void *value,
                                     uint32_t length, int32_t flags);
+
+/*
+ * Their JSON writers, from the same decodes: a list as {"uplinks":
+ * [name, ...]}, a teaming policy as {"loadBalancing", "linkSelection",
+ * "linkBehavior", "active": [name, ...], "standby": [name, ...]}, the
+ * logical switches' policies as {"policies": [{"policyName", and the
+ * teaming policy's fields}]}.
+ */
+void Prop_JsonUplinkPorts(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonHostUplinkPorts(const PrintContext &pc, const void *value, uint32_t length,
+                              JsonOut &out);
+void Prop_JsonTeamingPolicy(const PrintContext &pc, const void *value, uint32_t length,
+                            JsonOut &out);
+void Prop_JsonLogicalSwitchTeaming(const PrintContext &pc, const void *value, uint32_t length,
+                                   JsonOut &out);
 
 #endif  // APPS_NET_DVS_PROPS_UPLINK_H

@@ -20,7 +20,9 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "base/json.h"
 #include "base/print.h"
 #include "state/state_ops.h"
 
@@ -86,26 +88,99 @@ std::string_view SplitAt(std::string_view text, char sep, std::string_view &rest
   return found ? text.substr(0, at) : text;
 }
 
-/* ---- Printers' common lines ---------------------------------------------------- */
+/* ---- Decodes -------------------------------------------------------------------- */
 
-/*
- * Prints the ranges line of a policy or volatile VLAN whose count is at
- * countOffset and whose ranges start at rangesOffset: nothing when the
- * count is 0 or missing, else every range that lies inside the value.
- */
-void PrintRanges(const ByteReader &value, size_t countOffset, size_t rangesOffset) {
-  const std::optional<uint16_t> count = value.U16(countOffset);
-  if (!count || *count == 0) return;
-  printf("\t\t\tranges =");
-  for (size_t i = 0; i < *count; i++) {
+/* The ranges of a policy or volatile VLAN: those that lie inside the value. */
+struct VlanRanges {
+  std::optional<uint16_t> count;
+  std::vector<std::pair<uint16_t, uint16_t>> ranges;
+  bool Whole() const { return count && ranges.size() == *count; }
+};
+
+VlanRanges DecodeRanges(const ByteReader &value, size_t countOffset, size_t rangesOffset) {
+  VlanRanges v;
+  v.count = value.U16(countOffset);
+  for (size_t i = 0; v.count && i < *v.count; i++) {
     const size_t at = rangesOffset + i * VLAN_RANGE_LEN;
     const std::optional<uint16_t> low = value.U16(at + VLAN_RANGE_OFF_LOW);
     const std::optional<uint16_t> high = value.U16(at + VLAN_RANGE_OFF_HIGH);
     if (!low || !high) break;
-    printf(" %u", *low);
-    if (*high != *low) printf("-%u", *high);
+    v.ranges.emplace_back(*low, *high);
+  }
+  return v;
+}
+
+/* A port VLAN policy: its header fields and ranges, each once the value holds it. */
+struct PortVlanValue {
+  std::optional<uint16_t> flags;
+  std::optional<uint16_t> vlanId;
+  VlanRanges ranges;
+};
+
+PortVlanValue DecodePortVlan(const ByteReader &policy) {
+  return {policy.U16(VLAN_POLICY_OFF_FLAGS), policy.U16(VLAN_POLICY_OFF_VLAN_ID),
+          DecodeRanges(policy, VLAN_POLICY_OFF_RANGE_COUNT, VLAN_POLICY_OFF_RANGES)};
+}
+
+/*
+ * What the head line of a policy says: "Guest VLAN tagging", "PVLAN",
+ * "VLAN" or "No VLAN"; null when the value does not hold what it needs.
+ */
+const char *PolicyMode(const PortVlanValue &v) {
+  if (v.flags && (*v.flags & VLAN_POLICY_GUEST_TAGGING) != 0) return "Guest VLAN tagging";
+  if (!v.flags || !v.vlanId) return nullptr;
+  if ((*v.flags & VLAN_POLICY_PRIVATE) != 0) return "PVLAN";
+  return *v.vlanId != 0 ? "VLAN" : "No VLAN";
+}
+
+/* The whole entries of a private-VLAN map, and whether bytes of a partial one follow. */
+struct PvlanEntry {
+  uint16_t primary;
+  uint16_t secondary;
+  uint8_t type;
+};
+struct PvlanMapValue {
+  std::vector<PvlanEntry> entries;
+  bool truncated = false;
+};
+
+PvlanMapValue DecodePvlanMap(const ByteReader &map) {
+  PvlanMapValue v;
+  size_t at = 0;
+  for (; map.Has(at, PVLAN_ENTRY_LEN); at += PVLAN_ENTRY_LEN) {
+    v.entries.push_back({*map.U16(at + PVLAN_ENTRY_OFF_PRIMARY),
+                         *map.U16(at + PVLAN_ENTRY_OFF_SECONDARY),
+                         *map.U8(at + PVLAN_ENTRY_OFF_TYPE)});
+  }
+  v.truncated = at < map.Length();
+  return v;
+}
+
+/* ---- Printers' and writers' common parts ------------------------------------------ */
+
+/* Prints the ranges line: nothing when there is no range, else every range that the value holds. */
+void PrintRanges(const VlanRanges &v) {
+  if (!v.count || *v.count == 0) return;
+  printf("\t\t\tranges =");
+  for (const auto &[low, high] : v.ranges) {
+    printf(" %u", low);
+    if (high != low) printf("-%u", high);
   }
   printf("\n");
+}
+
+/* Writes "ranges": [{"low", "high"}, ...] when the value holds a count. */
+void WriteRanges(const VlanRanges &v, JsonOut &out) {
+  if (!v.count) return;
+  out.Key("ranges");
+  out.BeginArray();
+  for (const auto &[low, high] : v.ranges) {
+    out.BeginObject();
+    Json_Uint(out, "low", low);
+    Json_Uint(out, "high", high);
+    out.EndObject();
+  }
+  out.EndArray();
 }
 
 const UsageEntry vlanUsage[] = {
@@ -118,11 +193,11 @@ const UsageEntry vlanUsage[] = {
 };
 
 const PropPrinterRow vlanPrinters[] = {
-    {VLAN_KEY_VOLATILE, Prop_PrintVolatileVlan},
-    {VLAN_KEY_ETHERSWITCH_PORT, Prop_PrintPortVlan},
-    {VLAN_KEY_VSWITCH_PORT, Prop_PrintPortVlan},
-    {VLAN_KEY_ETHERSWITCH_PVLAN_MAP, Prop_PrintPvlanMap},
-    {VLAN_KEY_VSWITCH_PVLAN_MAP, Prop_PrintPvlanMap},
+    {VLAN_KEY_VOLATILE, Prop_PrintVolatileVlan, Prop_JsonVolatileVlan},
+    {VLAN_KEY_ETHERSWITCH_PORT, Prop_PrintPortVlan, Prop_JsonPortVlan},
+    {VLAN_KEY_VSWITCH_PORT, Prop_PrintPortVlan, Prop_JsonPortVlan},
+    {VLAN_KEY_ETHERSWITCH_PVLAN_MAP, Prop_PrintPvlanMap, Prop_JsonPvlanMap},
+    {VLAN_KEY_VSWITCH_PVLAN_MAP, Prop_PrintPvlanMap, Prop_JsonPvlanMap},
 };
 
 }  // namespace
@@ -321,41 +396,83 @@ CommandResult Cmd_SetPvlanMap(const CommandContext &ctx) {
 
 void Prop_PrintPortVlan(const PrintContext &, const char *key, const void *value, uint32_t length,
                         int32_t flags) {
-  const ByteReader policy(value, length);
-  const std::optional<uint16_t> policyFlags = policy.U16(VLAN_POLICY_OFF_FLAGS);
-  const std::optional<uint16_t> vlanId = policy.U16(VLAN_POLICY_OFF_VLAN_ID);
-  if (policyFlags && (*policyFlags & VLAN_POLICY_GUEST_TAGGING) != 0) {
-    printf("\t\t%s = Guest VLAN tagging\n", key);
-  } else if (policyFlags && vlanId) {
-    if ((*policyFlags & VLAN_POLICY_PRIVATE) != 0) {
-      printf("\t\t%s = PVLAN %d\n", key, *vlanId);
-    } else if (*vlanId != 0) {
-      printf("\t\t%s = VLAN %d\n", key, *vlanId);
-    } else {
-      printf("\t\t%s = No VLAN\n", key);
-    }
+  const PortVlanValue v = DecodePortVlan(ByteReader(value, length));
+  const char *mode = PolicyMode(v);
+  if (mode == nullptr) {
+    /* No head line. */
+  } else if (v.flags && (*v.flags & VLAN_POLICY_GUEST_TAGGING) != 0) {
+    printf("\t\t%s = %s\n", key, mode);
+  } else if (*v.vlanId != 0 || (*v.flags & VLAN_POLICY_PRIVATE) != 0) {
+    printf("\t\t%s = %s %d\n", key, mode, *v.vlanId);
+  } else {
+    printf("\t\t%s = %s\n", key, mode);
   }
-  PrintRanges(policy, VLAN_POLICY_OFF_RANGE_COUNT, VLAN_POLICY_OFF_RANGES);
+  PrintRanges(v.ranges);
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonPortVlan(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const PortVlanValue v = DecodePortVlan(ByteReader(value, length));
+  out.BeginObject();
+  if (v.flags) Json_Enum(out, "mode", PolicyMode(v), *v.flags);
+  if (v.vlanId) Json_Uint(out, "vlanId", *v.vlanId);
+  WriteRanges(v.ranges, out);
+  Json_Truncated(out, !v.ranges.Whole());
+  out.EndObject();
 }
 
 void Prop_PrintPvlanMap(const PrintContext &, const char *key, const void *value, uint32_t length,
                         int32_t flags) {
-  const ByteReader map(value, length);
+  const PvlanMapValue v = DecodePvlanMap(ByteReader(value, length));
   printf("\t\t%s:\n", key);
-  for (size_t at = 0; map.Has(at, PVLAN_ENTRY_LEN); at += PVLAN_ENTRY_LEN) {
-    printf("\t\t\t(%u, %u) - %s\n", *map.U16(at + PVLAN_ENTRY_OFF_PRIMARY),
-           *map.U16(at + PVLAN_ENTRY_OFF_SECONDARY),
-           NameOf(pvlanTypeNames, *map.U8(at + PVLAN_ENTRY_OFF_TYPE), "unknown"));
+  for (const PvlanEntry &entry : v.entries) {
+    printf("\t\t\t(%u, %u) - %s\n", entry.primary, entry.secondary,
+           NameOf(pvlanTypeNames, entry.type, "unknown"));
   }
   Prop_PrintFlagsLine(flags);
 }
 
+void Prop_JsonPvlanMap(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const PvlanMapValue v = DecodePvlanMap(ByteReader(value, length));
+  out.BeginObject();
+  out.Key("entries");
+  out.BeginArray();
+  for (const PvlanEntry &entry : v.entries) {
+    out.BeginObject();
+    Json_Uint(out, "primary", entry.primary);
+    Json_Uint(out, "secondary", entry.secondary);
+    Json_EnumOf(out, "type", pvlanTypeNames, entry.type, "unknown");
+    out.EndObject();
+  }
+  out.EndArray();
+  Json_Truncated(out, v.truncated);
+  out.EndObject();
+}
+
+/* The volatile VLAN: its VLAN ID and ranges, each once the value holds it. */
+struct VolatileVlanValue {
+  std::optional<uint16_t> vlanId;
+  VlanRanges ranges;
+};
+
+static VolatileVlanValue DecodeVolatileVlan(const ByteReader &vlan) {
+  return {vlan.U16(VOLATILE_VLAN_OFF_VLAN_ID),
+          DecodeRanges(vlan, VOLATILE_VLAN_OFF_RANGE_COUNT, VOLATILE_VLAN_OFF_RANGES)};
+}
+
 void Prop_PrintVolatileVlan(const PrintContext &, const char *key, const void *value,
                             uint32_t length, int32_t flags) {
-  const ByteReader vlan(value, length);
-  const std::optional<uint16_t> vlanId = vlan.U16(VOLATILE_VLAN_OFF_VLAN_ID);
-  if (vlanId) printf("\t\t%s = VLAN %d\n", key, *vlanId);
-  PrintRanges(vlan, VOLATILE_VLAN_OFF_RANGE_COUNT, VOLATILE_VLAN_OFF_RANGES);
+  const VolatileVlanValue v = DecodeVolatileVlan(ByteReader(value, length));
+  if (v.vlanId) printf("\t\t%s = VLAN %d\n", key, *v.vlanId);
+  PrintRanges(v.ranges);
   Prop_PrintFlagsLine(flags);
+}
+
+void Prop_JsonVolatileVlan(const PrintContext &, const void *value, uint32_t length, JsonOut &out) {
+  const VolatileVlanValue v = DecodeVolatileVlan(ByteReader(value, length));
+  out.BeginObject();
+  if (v.vlanId) Json_Uint(out, "vlanId", *v.vlanId);
+  WriteRanges(v.ranges, out);
+  Json_Truncated(out, !v.ranges.Whole());
+  out.EndObject();
 }

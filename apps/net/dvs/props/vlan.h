@@ -20,6 +20,7 @@
 
 #include "base/command.h"
 #include "base/family.h"
+#include "base/json.h"
 #include "props/bytes.h"
 
 /* ---- Keys ---------------------------------------------------------------- */
@@ -158,7 +159,19 @@ CommandResult Cmd_SetVlan(const CommandContext &ctx);
  */
 CommandResult Cmd_SetPvlanMap(const CommandContext &ctx);
 
-/* ---- Printers (PropPrinter) ------------------------------------------------ */
+/* ---- Printers (PropPrinter) and JSON writers (PropJsonWriter) --------------- */
+
+/*
+ * Each JSON writer writes the decode that its printer prints from: a
+ * policy as {"mode" (Guest VLAN tagging, PVLAN, VLAN or No VLAN, with
+ * the flags word), "vlanId", "ranges": [{"low", "high"}]}, a map as
+ * {"entries": [{"primary", "secondary", "type"}]}, the volatile VLAN as
+ * {"vlanId", "ranges"}.
+ */
+void Prop_JsonPortVlan(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonPvlanMap(const PrintContext &pc, const void *value, uint32_t length, JsonOut &out);
+void Prop_JsonVolatileVlan(const PrintContext &pc, const void *value, uint32_t length,
+                           JsonOut &out);
 
 /* Prints a port VLAN policy: the VLAN line, the ranges and the flags. */
 void Prop_PrintPortVlan(const PrintContext &pc, const char *key, const void *value, uint32_t length,
