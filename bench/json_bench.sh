@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # json_bench.sh - the JSON listing (-l --json) beside the text listing (-l) of the
 # same configuration, file mode, 16 switches x 1024 ports x 8 properties: both to
 # /dev/null, end to end with hyperfine, interleaved (each round times the text

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * json_test.cpp --
  *
@@ -15,7 +16,7 @@
 namespace {
 
 using transcript::DVS0_ID;
-using transcript::NO_KERNEL_LOAD;
+using transcript::NK;
 
 /* The document of dvs0 with port p1 whose VLAN policy -v "10;p;5" wrote. */
 const std::string DVS0_DOCUMENT =
@@ -49,11 +50,11 @@ using JsonKernel = transcript::KernelTest;
 TEST_F(JsonFile, ListsAsADocumentAndRefusesOtherCommands) {
   Check({
       {"-f $F -i", 0, "", ""},
-      {"-f $F -a dvs0", 0, "", NO_KERNEL_LOAD},
-      {"-f $F -A -p p1 dvs0", 0, "", NO_KERNEL_LOAD},
-      {"-f $F -v '10;p;5' -p p1 dvs0", 0, "", NO_KERNEL_LOAD},
-      {"-f $F -l dvs0 --json", 0, DVS0_DOCUMENT, NO_KERNEL_LOAD},
-      {"-f $F -l no-such-switch --json", 0, "{\"switches\":[]}\n", NO_KERNEL_LOAD},
+      {"-f $F -a dvs0", 0, "", NK},
+      {"-f $F -A -p p1 dvs0", 0, "", NK},
+      {"-f $F -v '10;p;5' -p p1 dvs0", 0, "", NK},
+      {"-f $F -l dvs0 --json", 0, DVS0_DOCUMENT, NK},
+      {"-f $F -l no-such-switch --json", 0, "{\"switches\":[]}\n", NK},
       /* Failures are those of the listing without --json. */
       {"-f missing.db -l --json", 1, "", "failed to get config data: Not found\n"},
       {"-f $F -s k=v -p p1 --json dvs0", 1, "", REFUSED},
@@ -67,7 +68,7 @@ TEST_F(JsonFile, ListsAsADocumentAndRefusesOtherCommands) {
 }
 
 TEST_F(JsonKernel, ListsAndReadsOnePropertyFromTheKernel) {
-  Check({{"-l --json", 1, "", NO_KERNEL_LOAD}});
+  Check({{"-l --json", 1, "", NK}});
   Check(
       {
           {"-a dvs0", 0, "", ""},
