@@ -148,6 +148,8 @@ struct BatchLine {
 struct BatchIds {
   std::vector<std::string> texts;
   std::unordered_map<std::string, int> index;
+  /* What each switch argument resolved to, by the argument ("n" or "a" for ID or name first). */
+  std::unordered_map<std::string, int> byArgument;
   int Add(const std::string &id) {
     const auto [it, added] = index.emplace(id, static_cast<int>(texts.size()));
     if (added) texts.push_back(id);
@@ -256,8 +258,11 @@ class Capture {
     if (out_ == nullptr || err_ == nullptr) return; /* without memory the text goes out as it is */
     fflush(stdout);
     fflush(stderr);
-    rewind(out_);
-    rewind(err_);
+    if (held_) { /* most lines print nothing, and an empty stream needs no rewinding */
+      rewind(out_);
+      rewind(err_);
+      held_ = false;
+    }
     savedOut_ = stdout;
     savedErr_ = stderr;
     stdout = out_;
@@ -271,16 +276,19 @@ class Capture {
     stdout = savedOut_;
     stderr = savedErr_;
     savedOut_ = savedErr_ = nullptr;
-    Take(out_, outText_, out);
-    Take(err_, errText_, err);
+    Take(out_, outText_, outLen_, out);
+    Take(err_, errText_, errLen_, err);
+    held_ = !out.empty() || !err.empty();
   }
 
  private:
-  /* The stream's text from its start to where it stands (text is valid once it is flushed). */
-  static void Take(FILE *stream, char *const &text, std::string &into) {
+  /*
+   * The stream's text from its start to where it stands: a flush makes the
+   * text valid and sets its length to the stream's position.
+   */
+  static void Take(FILE *stream, char *const &text, const size_t &length, std::string &into) {
     fflush(stream);
-    const long length = ftell(stream);
-    if (length > 0 && text != nullptr) into.assign(text, static_cast<size_t>(length));
+    if (length > 0 && text != nullptr) into.assign(text, length);
   }
 
   FILE *out_ = nullptr;
@@ -291,6 +299,7 @@ class Capture {
   char *errText_ = nullptr;
   size_t outLen_ = 0;
   size_t errLen_ = 0;
+  bool held_ = false; /* the streams hold text that the next Begin must clear */
 };
 
 /*
@@ -409,11 +418,22 @@ std::optional<int> CheckLines(Batch &batch, bool fileMode, AliasLookup &aliases)
     capture.End(out, err);
     if (refusal) return PrintRefusal(line.number, *refusal, out, err);
     /* A failed load of the kernel's state for the aliases prints its line, once. */
-    const std::optional<std::string> id = ResolveSwitch(inv, aliases);
-    if (id) line.switchId = batch.ids.Add(*id);
+    if (inv.switchArgument != nullptr) {
+      /* Lines name the same few switches again and again: each is resolved once. */
+      std::string argument(inv.argIsSwitchId ? "n" : "a");
+      argument += inv.switchArgument;
+      const auto known = batch.ids.byArgument.find(argument);
+      if (known != batch.ids.byArgument.end()) {
+        line.switchId = known->second;
+      } else if (const std::optional<std::string> id = ResolveSwitch(inv, aliases)) {
+        line.switchId = batch.ids.Add(*id);
+        batch.ids.byArgument.emplace(std::move(argument), line.switchId);
+      }
+    }
+    const char *id = line.switchId >= 0 ? batch.ids.texts[line.switchId].c_str() : nullptr;
     std::string parseOut = std::move(out);
     capture.Begin();
-    refusal = CheckLine(inv, id ? id->c_str() : nullptr);
+    refusal = CheckLine(inv, id);
     capture.End(out, err);
     if (refusal) return PrintRefusal(line.number, *refusal, parseOut + out, err);
   }

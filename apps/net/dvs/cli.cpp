@@ -14,6 +14,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <array>
 #include <iterator>
 #include <vector>
 
@@ -312,21 +313,31 @@ constexpr bool LettersMatchShortOptions() {
 static_assert(LettersMatchShortOptions(), "optionTable and shortOptions list the same letters");
 
 /* The getopt_long table: every row with a long name, in table order, then the end marker. */
-std::vector<option> LongOptions() {
-  std::vector<option> options;
-  for (const OptionRow &row : optionTable) {
-    if (row.longName != nullptr) options.push_back({row.longName, row.hasArg, nullptr, 0});
-  }
-  options.push_back({nullptr, 0, nullptr, 0});
+const std::vector<option> &LongOptions() {
+  /* Built once: a batch parses thousands of command lines. */
+  static const std::vector<option> options = [] {
+    std::vector<option> built;
+    for (const OptionRow &row : optionTable) {
+      if (row.longName != nullptr) built.push_back({row.longName, row.hasArg, nullptr, 0});
+    }
+    built.push_back({nullptr, 0, nullptr, 0});
+    return built;
+  }();
   return options;
 }
 
 /* The row of a short option letter, or null when the letter has none. */
 const OptionRow *FindLetter(int letter) {
-  for (const OptionRow &row : optionTable) {
-    if (row.letter != 0 && row.letter == letter) return &row;
-  }
-  return nullptr;
+  static const std::array<const OptionRow *, 128> byLetter = [] {
+    std::array<const OptionRow *, 128> built{};
+    for (const OptionRow &row : optionTable) {
+      if (row.letter > 0 && row.letter < 128 && built[row.letter] == nullptr) {
+        built[row.letter] = &row;
+      }
+    }
+    return built;
+  }();
+  return letter > 0 && letter < 128 ? byLetter[letter] : nullptr;
 }
 
 const OptionRow *FindLongName(const char *name) {
@@ -491,7 +502,7 @@ std::optional<Stop> RequireTeamPolicyType(const Invocation &inv) {
 }  // namespace
 
 std::optional<Stop> Cli_ParseOptions(int argc, char **argv, Invocation &inv) {
-  const std::vector<option> longOptions = LongOptions();
+  const std::vector<option> &longOptions = LongOptions();
   int longIndex = 0;
   int c;
   optind = 0; /* getopt starts afresh, for every command line it is given */
