@@ -167,6 +167,31 @@ bool ImageHas(const DVSData *tree, std::string_view name) {
   return false;
 }
 
+/*
+ * Replaces, where it lies in the encoded list, a value of the same length
+ * as the new one, with its flags; false when the list has no such node
+ * (the caller decodes the list and sets the value there). A loaded list
+ * lies in the configuration's own copy of the loaded bytes, which its
+ * model owns and writes back as they are, so a batch that changes one
+ * value on each of thousands of ports decodes none of their lists (each
+ * decoded list costs memory until the save, and its pages faults).
+ */
+bool SetInImage(DVSData *tree, std::string_view name, const void *data, uint32_t len,
+                int32_t flags) {
+  WireReader r(tree->image, tree->imageLen);
+  const uint32_t count = r.U32();
+  for (uint32_t i = 0; i < count; i++) {
+    const EncodedNode e = ReadNode(r);
+    if (e.name != name) continue;
+    if (e.value.size() != len) return false;
+    uint8_t *node = const_cast<uint8_t *>(reinterpret_cast<const uint8_t *>(e.raw.data()));
+    PutU32(node, e.raw.size(), 0, static_cast<uint32_t>(flags));
+    if (len) memcpy(const_cast<char *>(e.value.data()), data, len);
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 DVSData *TreeNew(DVSData_AllocFn alloc, DVSData_FreeFn release) {
@@ -250,6 +275,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
   }
   if (len > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
   if (len && !data) return ZOR_BAD_PARAM;
+  if (tree->image && SetInImage(tree, name, data, len, flags)) return ZOR_OK;
   if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
   std::string_view value(static_cast<const char *>(data), len);
   try {

@@ -261,17 +261,26 @@ TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
   ASSERT_EQ(loaded.ListFor(kSw, 0, "3", &port), ZOR_OK);
   ASSERT_EQ(zor::TreeSet(port, "empty", "now set", 8, PROP_CONFIG), ZOR_OK);
   ASSERT_EQ(zor::TreeSet(port, "added", "", 0, PROP_VOLATILE), ZOR_OK);
+  // A value of the same length is replaced where it lies, flags and all.
+  DVSData *seven = nullptr;
+  ASSERT_EQ(loaded.ListFor(kSw, 0, "7", &seven), ZOR_OK);
+  ASSERT_EQ(zor::TreeSet(seven, "com.corvane.common.port.alias", "X", 2, PROP_VOLATILE), ZOR_OK);
+  EXPECT_NE(seven->image, nullptr);
+  EXPECT_EQ(Value(seven, "com.corvane.common.port.alias"), std::string("X", 2));
 
   zor::ConfigModel again;
   std::string out = Blob(loaded);
   ASSERT_EQ(again.Deserialize(out.data(), static_cast<uint32_t>(out.size())), ZOR_OK);
   EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "empty"), std::string("now set", 8));
   EXPECT_EQ(Value(again.FindPort(kSw, "7")->data, "com.corvane.common.port.alias"),
-            std::string("7", 2));
+            std::string("X", 2));
+  EXPECT_EQ(Value(again.FindPort(kSw, "uplink1")->data, "com.corvane.common.port.alias"),
+            std::string("uplink1", 8));
 
   std::string persistent = Blob(loaded, true);
   ASSERT_EQ(again.Deserialize(persistent.data(), static_cast<uint32_t>(persistent.size())), ZOR_OK);
   EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "added"), "<absent>");
+  EXPECT_EQ(Value(again.FindPort(kSw, "7")->data, "com.corvane.common.port.alias"), "<absent>");
   EXPECT_EQ(Names(again.FindSwitch(kSw)->global), (std::vector<std::string>{zor::ALIAS_KEY}));
 }
 
