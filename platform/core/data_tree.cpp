@@ -134,10 +134,9 @@ inline void MakeRoom(DVSData *tree, size_t moreBytes, size_t moreNodes) {
   }
 }
 
-/* Appends a node for name and value at the end of the tree. */
+/* Appends a node for name (its id in the shared table, when it has one there) and value. */
 void AppendNode(DVSData *tree, std::string_view name, std::string_view value, int32_t flags,
-                bool shareName) {
-  const std::optional<uint32_t> shared = shareName ? Names().Intern(name) : std::nullopt;
+                std::optional<uint32_t> shared) {
   MakeRoom(tree, (shared ? 0 : name.size() + 1) + value.size(), 1);
   DVSDataNode node{};
   node.tree = tree;
@@ -230,17 +229,27 @@ bool TreeMaterialize(DVSData *tree, bool shareNames) {
     tree->nodes.reserve(count);
     /* The arena holds the values and the names that are not shared, each name with a NUL. */
     size_t bytes = tree->imageLen - 4 - count * (kNodeOverhead - 1);
+    /* Each name's id in the shared table, looked up once (a port's few on the stack). */
+    constexpr uint32_t kOnStack = 32;
+    std::optional<uint32_t> onStack[kOnStack];
+    std::vector<std::optional<uint32_t>> onHeap;
+    std::optional<uint32_t> *ids = onStack;
+    if (shareNames && count > kOnStack) {
+      onHeap.resize(count);
+      ids = onHeap.data();
+    }
     if (shareNames) {
       WireReader names = r;
       for (uint32_t i = 0; i < count; i++) {
         const std::string_view name = ReadNode(names).name;
-        if (Names().Intern(name)) bytes -= name.size() + 1;
+        ids[i] = Names().Intern(name);
+        if (ids[i]) bytes -= name.size() + 1;
       }
     }
     tree->arena.reserve(bytes);
     for (uint32_t i = 0; i < count; i++) {
       EncodedNode e = ReadNode(r);
-      AppendNode(tree, e.name, e.value, e.flags, shareNames);
+      AppendNode(tree, e.name, e.value, e.flags, shareNames ? ids[i] : std::nullopt);
     }
   } catch (const std::bad_alloc &) {
     tree->nodes.clear();
@@ -282,7 +291,7 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
     DVSDataNode *n = TreeFind(tree, name);
     if (!n) {
       if (!ArenaFits(tree, name.size() + 1 + len)) return ZOR_TOO_LARGE;
-      AppendNode(tree, name, value, flags, true);
+      AppendNode(tree, name, value, flags, Names().Intern(name));
       return ZOR_OK;
     }
     n->flags = flags;
