@@ -45,19 +45,21 @@ ZOR_ReturnStatus ListClear(int which, const char *sw, const char *key) {
 
 /*
  * Visits the properties of a list. A list that is still a view of the
- * loaded bytes is decoded into a scratch tree for the walk and stays a
- * view, so that listing a whole configuration holds one decoded list at a
+ * loaded bytes (and has no overrides) is decoded into a scratch tree for
+ * the walk and stays a view, so that listing a whole configuration holds one decoded list at a
  * time. Nodes are valid only during the visitor call.
  */
 void ListForEach(DVSData *list, DVSState_PropVisitor visitor, void *context) {
   if (!list || !visitor) return;
   DVSData *walk = list;
-  if (list->image) {
+  if (zor::TreeIsView(list)) {
     walk = zor::TreeFromImage(list->image, list->imageLen);
     if (!walk || !zor::TreeMaterialize(walk, false)) {
       zor::TreeFree(walk);
       return;
     }
+  } else if (!zor::TreeMaterialize(list)) { /* a list with overrides: decoded for good */
+    return;
   }
   for (size_t i = 0; i < walk->nodes.size(); i++) {
     if (visitor(&walk->nodes[i], context) != 0) break;

@@ -166,29 +166,130 @@ bool ImageHas(const DVSData *tree, std::string_view name) {
   return false;
 }
 
+/* What SetInImage found. */
+enum class InImage { SET, OTHER_LENGTH, ABSENT };
+
 /*
  * Replaces, where it lies in the encoded list, a value of the same length
- * as the new one, with its flags; false when the list has no such node
- * (the caller decodes the list and sets the value there). A loaded list
- * lies in the configuration's own copy of the loaded bytes, which its
- * model owns and writes back as they are, so a batch that changes one
- * value on each of thousands of ports decodes none of their lists (each
- * decoded list costs memory until the save, and its pages faults).
+ * as the new one, with its flags. A loaded list lies in the
+ * configuration's own copy of the loaded bytes, which its model owns and
+ * writes back as they are, so a batch that changes one value on each of
+ * thousands of ports decodes none of their lists (each decoded list costs
+ * memory until the save, and its pages faults). Says whether the list
+ * holds the name with a value of another length, or not at all, instead.
  */
-bool SetInImage(DVSData *tree, std::string_view name, const void *data, uint32_t len,
-                int32_t flags) {
+InImage SetInImage(DVSData *tree, std::string_view name, const void *data, uint32_t len,
+                   int32_t flags) {
   WireReader r(tree->image, tree->imageLen);
   const uint32_t count = r.U32();
   for (uint32_t i = 0; i < count; i++) {
     const EncodedNode e = ReadNode(r);
     if (e.name != name) continue;
-    if (e.value.size() != len) return false;
+    if (e.value.size() != len) return InImage::OTHER_LENGTH;
     uint8_t *node = const_cast<uint8_t *>(reinterpret_cast<const uint8_t *>(e.raw.data()));
     PutU32(node, e.raw.size(), 0, static_cast<uint32_t>(flags));
     if (len) memcpy(const_cast<char *>(e.value.data()), data, len);
-    return true;
+    return InImage::SET;
   }
-  return false;
+  return InImage::ABSENT;
+}
+
+/* The node named name among the tree's nodes (its overrides, while it has an image). */
+DVSDataNode *FindNode(DVSData *tree, std::string_view name) {
+  for (DVSDataNode &n : tree->nodes) {
+    if (tree->Name(n) == name) return &n;
+  }
+  return nullptr;
+}
+
+/* The override that replaces the encoded node named name, or null. */
+const DVSDataNode *Override(const DVSData *tree, std::string_view name) {
+  for (const DVSDataNode &n : tree->nodes) {
+    if (n.inImage && tree->Name(n) == name) return &n;
+  }
+  return nullptr;
+}
+
+/* Writes one node in the encoded form. */
+void WriteNode(const DVSData *tree, const DVSDataNode &n, WireWriter &w) {
+  w.U32(static_cast<uint32_t>(n.flags));
+  w.U16(static_cast<uint16_t>(n.nameLen));
+  w.Bytes(tree->NameText(n), n.nameLen);
+  w.U32(n.dataLen);
+  w.Bytes(tree->arena.data() + n.dataOff, n.dataLen);
+}
+
+/*
+ * Writes an encoded list with its overrides: the runs of encoded nodes
+ * between the replaced ones are copied as they lie, then the added nodes
+ * follow.
+ */
+void OverlayEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
+  WireReader r(tree->image, tree->imageLen);
+  const uint32_t count = r.U32();
+  uint32_t replaced = 0;
+  uint32_t written = count;
+  for (const DVSDataNode &n : tree->nodes) {
+    replaced += n.inImage;
+    written += !n.inImage;
+  }
+  if (skipVolatile) {
+    written = 0;
+    WireReader scan = r;
+    for (uint32_t i = 0; i < count; i++) {
+      const EncodedNode e = ReadNode(scan);
+      const DVSDataNode *o = Override(tree, e.name);
+      written += !((o ? o->flags : e.flags) & PROP_VOLATILE);
+    }
+    for (const DVSDataNode &n : tree->nodes) written += !n.inImage && !(n.flags & PROP_VOLATILE);
+  }
+  w.U32(written);
+  const uint8_t *run = r.Position(); /* encoded nodes kept as they are, up to the one read next */
+  uint32_t left = replaced;
+  for (uint32_t i = 0; i < count && (left > 0 || skipVolatile); i++) {
+    const uint8_t *at = r.Position();
+    const EncodedNode e = ReadNode(r);
+    const DVSDataNode *o = left > 0 ? Override(tree, e.name) : nullptr;
+    left -= o != nullptr;
+    const bool keep = !(skipVolatile && ((o ? o->flags : e.flags) & PROP_VOLATILE));
+    if (!o && keep) continue;
+    w.Bytes(run, static_cast<size_t>(at - run));
+    if (o && keep) WriteNode(tree, *o, w);
+    run = r.Position();
+  }
+  w.Bytes(run, static_cast<size_t>(tree->image + tree->imageLen - run));
+  for (const DVSDataNode &n : tree->nodes) {
+    if (!n.inImage && !(skipVolatile && (n.flags & PROP_VOLATILE))) WriteNode(tree, n, w);
+  }
+}
+
+/*
+ * Decodes an encoded list with overrides into a fresh arena and nodes,
+ * each override in its place. Throws std::bad_alloc (the tree unchanged).
+ */
+void MergeOverrides(DVSData *tree) {
+  DVSData merged;
+  WireReader r(tree->image, tree->imageLen);
+  const uint32_t count = r.U32();
+  merged.nodes.reserve(count + tree->nodes.size());
+  merged.arena.reserve(tree->imageLen + tree->arena.size());
+  for (uint32_t i = 0; i < count; i++) {
+    const EncodedNode e = ReadNode(r);
+    const std::optional<uint32_t> shared = Names().Intern(e.name);
+    if (const DVSDataNode *o = Override(tree, e.name)) {
+      AppendNode(&merged, e.name, std::string_view(tree->Value(*o), o->dataLen), o->flags, shared);
+    } else {
+      AppendNode(&merged, e.name, e.value, e.flags, shared);
+    }
+  }
+  for (const DVSDataNode &n : tree->nodes) {
+    if (n.inImage) continue;
+    const std::string_view value(tree->Value(n), n.dataLen);
+    AppendNode(&merged, tree->Name(n), value, n.flags, Names().Intern(tree->Name(n)));
+  }
+  for (DVSDataNode &n : merged.nodes) n.tree = tree;
+  tree->nodes.swap(merged.nodes);
+  tree->arena.swap(merged.arena);
 }
 
 }  // namespace
@@ -223,6 +324,17 @@ const char *SharedName(uint32_t id) {
 
 bool TreeMaterialize(DVSData *tree, bool shareNames) {
   if (!tree->image) return true;
+  if (!tree->nodes.empty()) {
+    try {
+      MergeOverrides(tree);
+    } catch (const std::bad_alloc &) {
+      return false;
+    }
+    tree->image = nullptr;
+    tree->imageLen = 0;
+    tree->garbage = 0;
+    return true;
+  }
   WireReader r(tree->image, tree->imageLen);
   uint32_t count = r.U32();
   try {
@@ -263,17 +375,15 @@ bool TreeMaterialize(DVSData *tree, bool shareNames) {
 }
 
 DVSDataNode *TreeFind(DVSData *tree, std::string_view name) {
+  if (DVSDataNode *n = FindNode(tree, name)) return n;
   /*
-   * Looking for a name that an untouched tree does not hold leaves it
+   * Looking for a name that an encoded list does not hold leaves it
    * encoded: a walk of every port for one property decodes only the lists
    * that have it, and the others are written back as they were read.
    */
-  if (tree->image && !ImageHas(tree, name)) return nullptr;
+  if (!tree->image || !ImageHas(tree, name)) return nullptr;
   if (!TreeMaterialize(tree)) return nullptr;
-  for (DVSDataNode &n : tree->nodes) {
-    if (tree->Name(n) == name) return &n;
-  }
-  return nullptr;
+  return FindNode(tree, name);
 }
 
 ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data, uint32_t len,
@@ -284,14 +394,17 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
   }
   if (len > DVS_PROP_VALUE_MAX) return ZOR_TOO_LARGE;
   if (len && !data) return ZOR_BAD_PARAM;
-  if (tree->image && SetInImage(tree, name, data, len, flags)) return ZOR_OK;
-  if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
   std::string_view value(static_cast<const char *>(data), len);
   try {
-    DVSDataNode *n = TreeFind(tree, name);
+    DVSDataNode *n = FindNode(tree, name);
     if (!n) {
+      /* An encoded list takes the value where it lies, or an override of it. */
+      const InImage found =
+          tree->image ? SetInImage(tree, name, data, len, flags) : InImage::ABSENT;
+      if (found == InImage::SET) return ZOR_OK;
       if (!ArenaFits(tree, name.size() + 1 + len)) return ZOR_TOO_LARGE;
       AppendNode(tree, name, value, flags, Names().Intern(name));
+      tree->nodes.back().inImage = found == InImage::OTHER_LENGTH;
       return ZOR_OK;
     }
     n->flags = flags;
@@ -315,9 +428,9 @@ ZOR_ReturnStatus TreeSet(DVSData *tree, std::string_view name, const void *data,
 }
 
 ZOR_ReturnStatus TreeRemove(DVSData *tree, std::string_view name) {
-  if (tree->image && !ImageHas(tree, name)) return ZOR_NOT_FOUND;
+  if (tree->image && !FindNode(tree, name) && !ImageHas(tree, name)) return ZOR_NOT_FOUND;
   if (!TreeMaterialize(tree)) return ZOR_NO_MEMORY;
-  DVSDataNode *n = TreeFind(tree, name);
+  DVSDataNode *n = FindNode(tree, name);
   if (!n) return ZOR_NOT_FOUND;
   tree->garbage += (n->nameShared ? 0 : n->nameLen + 1) + n->dataLen;
   tree->nodes.erase(tree->nodes.begin() + (n - tree->nodes.data()));
@@ -343,17 +456,15 @@ void ListEncode(const uint8_t *list, uint32_t len, WireWriter &w, bool skipVolat
 }
 
 void TreeEncode(const DVSData *tree, WireWriter &w, bool skipVolatile) {
-  if (tree->image) return ListEncode(tree->image, tree->imageLen, w, skipVolatile);
+  if (tree->image) {
+    if (tree->nodes.empty()) return ListEncode(tree->image, tree->imageLen, w, skipVolatile);
+    return OverlayEncode(tree, w, skipVolatile);
+  }
   uint32_t count = 0;
   for (const DVSDataNode &n : tree->nodes) count += !(skipVolatile && (n.flags & PROP_VOLATILE));
   w.U32(count);
   for (const DVSDataNode &n : tree->nodes) {
-    if (skipVolatile && (n.flags & PROP_VOLATILE)) continue;
-    w.U32(static_cast<uint32_t>(n.flags));
-    w.U16(static_cast<uint16_t>(n.nameLen));
-    w.Bytes(tree->NameText(n), n.nameLen);
-    w.U32(n.dataLen);
-    w.Bytes(tree->arena.data() + n.dataOff, n.dataLen);
+    if (!(skipVolatile && (n.flags & PROP_VOLATILE))) WriteNode(tree, n, w);
   }
 }
 

@@ -9,9 +9,15 @@
  *    place.
  *
  *    A tree loaded as part of a configuration starts out as a view of its
- *    encoded bytes inside the configuration's image: it is decoded into
- *    nodes only when first used, and an untouched tree is written back by
- *    copying those bytes.
+ *    encoded bytes inside the configuration's image, and stays one while
+ *    values are only set in it: a value of the same length is replaced
+ *    where it lies, any other is kept in the tree's nodes as an override
+ *    of the encoded list (in the place of the value it replaces, or after
+ *    the encoded ones when new). Looking a value up decodes the list only
+ *    when the name is in it and not overridden; walking or removing
+ *    decodes it whole, overrides merged. An untouched list is written back
+ *    by copying its bytes; a list with overrides by copying the runs
+ *    between them.
  *
  *    Encoded list (inside serialised blocks): u32 count, then per node u32
  *    flags, u16 name length, name bytes, u32 value length, value bytes.
@@ -48,12 +54,16 @@ struct DVSDataNode {
   uint32_t dataLen;
   int32_t flags;
   bool nameShared; /* nameOff is an id of the shared name table */
+  bool inImage;    /* an override that replaces a value of the tree's encoded list */
 };
 
 struct DVSData {
   DVSData_AllocFn alloc = nullptr;
   DVSData_FreeFn release = nullptr;
-  /* While not null, the tree is its encoded list here (nodes and arena are empty). */
+  /*
+   * While not null, the tree is its encoded list here, and nodes are the
+   * overrides of it (see above); once decoded, nodes are the whole list.
+   */
   const uint8_t *image = nullptr;
   uint32_t imageLen = 0;
   std::vector<DVSDataNode> nodes;
@@ -86,9 +96,13 @@ void TreeFree(DVSData *tree);
  * validated and keeps alive; null when memory runs out.
  */
 DVSData *TreeFromImage(const uint8_t *list, uint32_t len);
+/* Whether the tree is an encoded list without overrides. */
+inline bool TreeIsView(const DVSData *tree) {
+  return tree->image != nullptr && tree->nodes.empty();
+}
 /*
- * Decodes an image-backed tree into nodes; false when memory runs out (the
- * tree is unchanged). With shareNames, names come from the shared name
+ * Decodes an image-backed tree into nodes, its overrides merged; false
+ * when memory runs out (the tree is unchanged). With shareNames, names come from the shared name
  * table where it has room, instead of each tree's arena: the right choice
  * for a tree that lives on; a scratch copy for one walk should not pay for
  * the lookups.

@@ -259,8 +259,15 @@ TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
   blob.assign(blob.size(), '\0');  // the loaded model owns its own copy
   DVSData *port = nullptr;
   ASSERT_EQ(loaded.ListFor(kSw, 0, "3", &port), ZOR_OK);
-  ASSERT_EQ(zor::TreeSet(port, "empty", "now set", 8, PROP_CONFIG), ZOR_OK);
+  // Values of another length and new names are overrides beside the encoded list.
+  ASSERT_EQ(zor::TreeSet(port, "empty", "now", 4, PROP_VOLATILE), ZOR_OK);
   ASSERT_EQ(zor::TreeSet(port, "added", "", 0, PROP_VOLATILE), ZOR_OK);
+  ASSERT_EQ(zor::TreeSet(port, "empty", "now set", 8, PROP_CONFIG), ZOR_OK);
+  EXPECT_EQ(Value(port, "empty"), std::string("now set", 8));
+  EXPECT_TRUE(port->image != nullptr && port->nodes.size() == 2u);
+  DVSData *uplink = nullptr;
+  ASSERT_EQ(loaded.ListFor(kSw, 0, "uplink1", &uplink), ZOR_OK);
+  ASSERT_EQ(zor::TreeSet(uplink, "com.corvane.common.port.alias", "U", 2, PROP_VOLATILE), ZOR_OK);
   // A value of the same length is replaced where it lies, flags and all.
   DVSData *seven = nullptr;
   ASSERT_EQ(loaded.ListFor(kSw, 0, "7", &seven), ZOR_OK);
@@ -275,12 +282,20 @@ TEST(ConfigModel, EditsAfterLoadSerialiseWithUntouchedLists) {
   EXPECT_EQ(Value(again.FindPort(kSw, "7")->data, "com.corvane.common.port.alias"),
             std::string("X", 2));
   EXPECT_EQ(Value(again.FindPort(kSw, "uplink1")->data, "com.corvane.common.port.alias"),
-            std::string("uplink1", 8));
+            std::string("U", 2));
+  EXPECT_EQ(Names(again.FindPort(kSw, "3")->data),
+            (std::vector<std::string>{"com.corvane.common.port.alias", "empty", "added"}));
 
   std::string persistent = Blob(loaded, true);
   ASSERT_EQ(again.Deserialize(persistent.data(), static_cast<uint32_t>(persistent.size())), ZOR_OK);
   EXPECT_EQ(Value(again.FindPort(kSw, "3")->data, "added"), "<absent>");
   EXPECT_EQ(Value(again.FindPort(kSw, "7")->data, "com.corvane.common.port.alias"), "<absent>");
+  EXPECT_EQ(Names(again.FindPort(kSw, "uplink1")->data), (std::vector<std::string>{"empty"}));
+  // Decoding merges the overrides in their places; removing one decodes the list.
+  EXPECT_EQ(Names(port),
+            (std::vector<std::string>{"com.corvane.common.port.alias", "empty", "added"}));
+  ASSERT_EQ(zor::TreeRemove(uplink, "com.corvane.common.port.alias"), ZOR_OK);
+  EXPECT_EQ(Names(uplink), (std::vector<std::string>{"empty"}));
   EXPECT_EQ(Names(again.FindSwitch(kSw)->global), (std::vector<std::string>{zor::ALIAS_KEY}));
 }
 
