@@ -121,7 +121,6 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t>
   /* A switch takes at least 25 bytes: a count the data cannot hold is refused early. */
   if (switchCount > r.Remaining() / 25) return ZOR_TRUNCATED;
   loaded->reserve(switchCount);
-  std::vector<std::string_view> names;
   for (uint32_t i = 0; i < switchCount; i++) {
     auto s = std::make_unique<SwitchObj>();
     std::string_view id = r.Bytes(r.U16());
@@ -149,25 +148,25 @@ ZOR_ReturnStatus ReadSwitches(WireReader &r, bool checked, std::vector<uint32_t>
     uint32_t portCount = r.U32();
     if (!r.Ok()) return ZOR_TRUNCATED;
     const uint8_t *section = r.Position();
+    SectionIndex index;
     if (checked) {
       r.Bytes((*portBytes)[i]);
     } else {
       /* A port takes at least 11 bytes. */
       if (portCount > r.Remaining() / 11) return ZOR_TRUNCATED;
-      names.clear();
-      names.reserve(portCount);
+      index.Start(section, r.Remaining(), portCount);
       for (uint32_t j = 0; j < portCount; j++) {
+        const uint32_t offset = static_cast<uint32_t>(r.Position() - section);
         std::string_view name = r.Bytes(r.U16());
         r.U32(); /* state */
         if (!r.Ok()) return ZOR_TRUNCATED;
         if (!ValidText(name, DVS_PORT_NAME_LEN - 1)) return ZOR_INVALID_DATA;
         if ((status = TreeScan(r, &list, &listLen)) != ZOR_OK) return status;
-        names.push_back(name);
+        if (!index.Add(name, offset)) return ZOR_INVALID_DATA; /* a name twice */
       }
-      if (HasDuplicate(names)) return ZOR_INVALID_DATA;
       portBytes->push_back(static_cast<uint32_t>(r.Position() - section));
     }
-    s->LoadPorts(section, (*portBytes)[i], portCount);
+    s->LoadPorts(section, (*portBytes)[i], portCount, std::move(index));
     loaded->push_back(std::move(s));
   }
   if (r.Remaining() != 0) return ZOR_INVALID_DATA;
@@ -268,30 +267,59 @@ std::unique_ptr<PortObj> SwitchObj::DecodePort(const uint8_t *record, const uint
   return p;
 }
 
-std::optional<uint32_t> SwitchObj::FindInSection(std::string_view name) {
-  if (!sectionIndex_.empty()) {
-    const auto it = sectionIndex_.find(name);
-    if (it == sectionIndex_.end()) return std::nullopt;
-    return it->second;
+void SectionIndex::Start(const uint8_t *section, size_t len, uint32_t count) {
+  size_t size = 16;
+  while (size < 2 * static_cast<size_t>(count)) size *= 2;
+  slots_.assign(size, Slot{0, EMPTY, 0});
+  section_ = section;
+  len_ = len;
+}
+
+SectionIndex::Slot &SectionIndex::Probe(std::string_view name, uint32_t hash) {
+  const size_t mask = slots_.size() - 1;
+  for (size_t i = hash & mask;; i = (i + 1) & mask) {
+    Slot &slot = slots_[i];
+    if (slot.offset == EMPTY) return slot;
+    if (slot.hash != hash) continue;
+    WireReader r(section_ + slot.offset, len_ - slot.offset);
+    if (r.Bytes(r.U16()) == name) return slot;
   }
-  /* Port names are unique, so the first record of that name is the port (or was, if removed). */
-  const bool indexing = ++sectionSearches_ >= 2;
-  std::optional<uint32_t> found;
-  WireReader r(section_, sectionLen_);
+}
+
+bool SectionIndex::Add(std::string_view name, uint32_t offset) {
+  const uint32_t hash = static_cast<uint32_t>(std::hash<std::string_view>{}(name));
+  Slot &slot = Probe(name, hash);
+  if (slot.offset != EMPTY) return false;
+  slot = Slot{hash, offset, 0};
+  return true;
+}
+
+SectionIndex::Slot *SectionIndex::Find(std::string_view name) {
+  Slot &slot = Probe(name, static_cast<uint32_t>(std::hash<std::string_view>{}(name)));
+  return slot.offset == EMPTY ? nullptr : &slot;
+}
+
+void SectionIndex::Clear() {
+  std::vector<Slot>().swap(slots_);
+}
+
+bool SwitchObj::BuildIndex() {
   try {
+    index_.Start(section_, sectionLen_, sectionCount_);
+    WireReader r(section_, sectionLen_);
     for (uint32_t i = 0; i < sectionCount_; i++) {
       const uint32_t offset = static_cast<uint32_t>(r.Position() - section_);
-      const std::string_view recordName = SkipPort(r);
-      if (indexing) sectionIndex_.emplace(recordName, offset);
-      if (recordName == name && !found) {
-        found = offset;
-        if (!indexing) break;
-      }
+      index_.Add(SkipPort(r), offset);
     }
   } catch (const std::bad_alloc &) {
-    sectionIndex_.clear(); /* without the index the next search walks the section again */
+    index_.Clear(); /* without the index the next search walks the section again */
+    return false;
   }
-  return found;
+  for (uint32_t i = 0; i < taken_.size(); i++) {
+    WireReader r(section_ + taken_[i].offset, sectionLen_ - taken_[i].offset);
+    index_.Find(r.Bytes(r.U16()))->taken = i + 1;
+  }
+  return true;
 }
 
 PortObj *SwitchObj::FindPort(std::string_view name) {
@@ -311,39 +339,73 @@ PortObj *SwitchObj::FindPort(std::string_view name) {
     }
   }
   if (!section_) return nullptr;
-  const std::optional<uint32_t> offset = FindInSection(name);
-  if (!offset) return nullptr;
-  auto it = taken_.find(*offset);
-  if (it != taken_.end()) return it->second.port.get();
-  const uint8_t *record = section_ + *offset;
-  WireReader r(record, sectionLen_ - *offset);
+  if (!index_.Built() && ++sectionSearches_ >= 2) BuildIndex();
+  /* Port names are unique, so the first record of that name is the port (or was, if removed). */
+  SectionIndex::Slot *slot = nullptr;
+  uint32_t offset = 0;
+  if (index_.Built()) {
+    if (!(slot = index_.Find(name))) return nullptr;
+    if (slot->taken) return taken_[slot->taken - 1].port.get();
+    offset = slot->offset;
+  } else {
+    WireReader r(section_, sectionLen_);
+    uint32_t i = 0;
+    for (; i < sectionCount_; i++) {
+      offset = static_cast<uint32_t>(r.Position() - section_);
+      if (SkipPort(r) == name) break;
+    }
+    if (i == sectionCount_) return nullptr;
+    for (const Taken &t : taken_) {
+      if (t.offset == offset) return t.port.get();
+    }
+  }
+  const uint8_t *record = section_ + offset;
+  WireReader r(record, sectionLen_ - offset);
   SkipPort(r);
   try {
-    Taken t{static_cast<uint32_t>(r.Position() - record), DecodePort(record, r.Position())};
-    return taken_.emplace(*offset, std::move(t)).first->second.port.get();
+    std::unique_ptr<PortObj> port = DecodePort(record, r.Position());
+    const bool inOrder = taken_.empty() || taken_.back().offset < offset;
+    taken_.push_back(Taken{offset, static_cast<uint32_t>(r.Position() - record), std::move(port)});
+    takenInOrder_ = takenInOrder_ && inOrder;
   } catch (const std::bad_alloc &) {
     return nullptr;
   }
+  if (slot) slot->taken = static_cast<uint32_t>(taken_.size());
+  return taken_.back().port.get();
+}
+
+std::vector<uint32_t> SwitchObj::TakenInOrder() const {
+  std::vector<uint32_t> order(taken_.size());
+  for (uint32_t i = 0; i < order.size(); i++) order[i] = i;
+  if (!takenInOrder_) {
+    std::sort(order.begin(), order.end(),
+              [this](uint32_t a, uint32_t b) { return taken_[a].offset < taken_[b].offset; });
+  }
+  return order;
 }
 
 const std::vector<std::unique_ptr<PortObj>> &SwitchObj::Ports() {
   if (!section_) return ports_;
   try {
     /* The section's ports in order; ports taken before keep a null place for now. */
+    const std::vector<uint32_t> order = TakenInOrder();
     std::vector<std::unique_ptr<PortObj>> all;
     all.reserve(sectionCount_ + ports_.size());
     Pool().Reserve(sectionCount_ - taken_.size());
     WireReader r(section_, sectionLen_);
+    size_t next = 0;
     for (uint32_t i = 0; i < sectionCount_; i++) {
       const uint8_t *record = r.Position();
       SkipPort(r);
-      const bool taken = taken_.count(static_cast<uint32_t>(record - section_)) > 0;
+      const bool taken = next < order.size() &&
+                         taken_[order[next]].offset == static_cast<uint32_t>(record - section_);
+      next += taken;
       all.push_back(taken ? nullptr : DecodePort(record, r.Position()));
     }
     /* Nothing below allocates, so no port is lost if the above runs out of memory. */
-    auto next = taken_.begin();
+    next = 0;
     for (auto &p : all) {
-      if (!p) p = std::move((next++)->second.port);
+      if (!p) p = std::move(taken_[order[next++]].port);
     }
     std::erase(all, nullptr); /* the removed ones */
     for (auto &p : ports_) all.push_back(std::move(p));
@@ -353,9 +415,10 @@ const std::vector<std::unique_ptr<PortObj>> &SwitchObj::Ports() {
     return none;
   }
   taken_.clear();
+  takenInOrder_ = true;
   section_ = nullptr;
   sectionLen_ = sectionCount_ = removedFromSection_ = sectionSearches_ = 0;
-  sectionIndex_.clear();
+  index_.Clear();
   portIndex_.clear(); /* rebuilt when next needed, over every port */
   return ports_;
 }
@@ -387,7 +450,14 @@ void SwitchObj::ErasePort(PortObj *p) {
     }
   }
   /* A port taken from the section stays as a removed mark, so its record is not written. */
-  for (auto &[offset, t] : taken_) {
+  if (const SectionIndex::Slot *slot = index_.Built() ? index_.Find(p->Name()) : nullptr) {
+    if (slot->taken && taken_[slot->taken - 1].port.get() == p) {
+      taken_[slot->taken - 1].port.reset();
+      removedFromSection_++;
+    }
+    return;
+  }
+  for (Taken &t : taken_) {
     if (t.port.get() == p) {
       t.port.reset();
       removedFromSection_++;
@@ -395,21 +465,27 @@ void SwitchObj::ErasePort(PortObj *p) {
   }
 }
 
-void SwitchObj::LoadPorts(const uint8_t *section, uint32_t len, uint32_t count) {
+void SwitchObj::LoadPorts(const uint8_t *section, uint32_t len, uint32_t count,
+                          SectionIndex index) {
   section_ = section;
   sectionLen_ = len;
   sectionCount_ = count;
   removedFromSection_ = sectionSearches_ = 0;
-  sectionIndex_.clear();
+  index_ = std::move(index);
 }
 
 void SwitchObj::EncodePorts(WireWriter &w, bool persistentOnly) const {
   w.U32(static_cast<uint32_t>(PortCount()));
   const uint8_t *run = section_;
-  for (const auto &[offset, t] : taken_) {
-    CopyPorts(run, section_ + offset, w, persistentOnly);
+  auto encodeTaken = [&](const Taken &t) {
+    CopyPorts(run, section_ + t.offset, w, persistentOnly);
     if (t.port) EncodePort(*t.port, w, persistentOnly);
-    run = section_ + offset + t.len;
+    run = section_ + t.offset + t.len;
+  };
+  if (takenInOrder_) {
+    for (const Taken &t : taken_) encodeTaken(t);
+  } else {
+    for (uint32_t i : TakenInOrder()) encodeTaken(taken_[i]);
   }
   CopyPorts(run, section_ + sectionLen_, w, persistentOnly);
   for (const auto &p : ports_) EncodePort(*p, w, persistentOnly);

@@ -15,7 +15,6 @@
 #include <stdint.h>
 #include <stdlib.h>
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -53,6 +52,40 @@ struct PortObj final : DVSPort {
   DVSData list;
 };
 
+/*
+ * The ports of a loaded switch's section by name: an open-addressed table
+ * of record offsets, whose names are read where they lie in the section,
+ * each with the place of its port object once one is made. The load
+ * builds it while it checks the names for duplicates (a hash table costs
+ * a twentieth of sorting the names).
+ */
+class SectionIndex {
+ public:
+  struct Slot {
+    uint32_t hash;
+    uint32_t offset; /* of the port's record in the section; EMPTY for a free slot */
+    uint32_t taken;  /* the port's place among the decoded ones, plus one; 0 for none */
+  };
+  static constexpr uint32_t EMPTY = UINT32_MAX;
+
+  /* Makes room for count records of the section, whose names lie within len bytes (throws
+   * std::bad_alloc). */
+  void Start(const uint8_t *section, size_t len, uint32_t count);
+  /* Adds the record at offset, named name; false when a record of that name is there already. */
+  bool Add(std::string_view name, uint32_t offset);
+  /* The slot of the record named name, or null. */
+  Slot *Find(std::string_view name);
+  bool Built() const { return !slots_.empty(); }
+  void Clear();
+
+ private:
+  /* The slot of name, or the free slot where it would go. */
+  Slot &Probe(std::string_view name, uint32_t hash);
+  const uint8_t *section_ = nullptr;
+  size_t len_ = 0;
+  std::vector<Slot> slots_;
+};
+
 struct SwitchObj : DVSSwitch {
   SwitchObj() : DVSSwitch{} {}
   SwitchObj(const SwitchObj &) = delete;
@@ -86,35 +119,40 @@ struct SwitchObj : DVSSwitch {
   bool InsertPort(std::unique_ptr<PortObj> &p);
   /* Removes and deletes a port of this switch. */
   void ErasePort(PortObj *p);
-  /* Makes the ports a view of an encoded section (count ports, len bytes) of a validated image. */
-  void LoadPorts(const uint8_t *section, uint32_t len, uint32_t count);
+  /*
+   * Makes the ports a view of an encoded section (count ports, len bytes)
+   * of a validated image, with its index when the load built one.
+   */
+  void LoadPorts(const uint8_t *section, uint32_t len, uint32_t count, SectionIndex index);
   /* Writes the port count and the ports; persistentOnly leaves out VOLATILE properties. */
   void EncodePorts(WireWriter &w, bool persistentOnly) const;
 
  private:
-  /* A port decoded from the section: its record's length, and the port (null once removed). */
+  /* A port decoded from the section: where its record lies, and the port (null once removed). */
   struct Taken {
+    uint32_t offset;
     uint32_t len;
     std::unique_ptr<PortObj> port;
   };
   /* A new port object for the validated record at record..end of the section. */
   std::unique_ptr<PortObj> DecodePort(const uint8_t *record, const uint8_t *end);
-
-  /* The record offset of the section's port named name, or nothing. */
-  std::optional<uint32_t> FindInSection(std::string_view name);
+  /* Indexes the section by walking it; false when memory runs out (no index). */
+  bool BuildIndex();
+  /* The places in taken_, in the order of their records in the section. */
+  std::vector<uint32_t> TakenInOrder() const;
 
   const uint8_t *section_ = nullptr; /* the loaded ports, encoded */
   uint32_t sectionLen_ = 0;
   uint32_t sectionCount_ = 0;
-  std::map<uint32_t, Taken> taken_; /* by record offset in the section */
+  std::vector<Taken> taken_;        /* in the order they were taken */
+  bool takenInOrder_ = true;        /* ... which is also the section's order */
   uint32_t removedFromSection_ = 0; /* taken ports since removed */
   /*
-   * Where each of the section's ports lies, by name (views into the
-   * section): built by the second search of the section, as a command
-   * that looks up many ports (a batch) would otherwise walk the section
-   * once for each.
+   * A section loaded unchecked (the same bytes again) is indexed by its
+   * second search: a command that looks up many ports (a batch) would
+   * otherwise walk the section once for each.
    */
-  std::unordered_map<std::string_view, uint32_t> sectionIndex_;
+  SectionIndex index_;
   uint32_t sectionSearches_ = 0;
   /* The ports after the section: added ones, or all of them once Ports() has decoded it. */
   std::vector<std::unique_ptr<PortObj>> ports_;

@@ -335,6 +335,39 @@ TEST(ConfigModel, PortsTakenOneByOneFromALoadedSwitch) {
   EXPECT_EQ(Blob(loaded), out);
 }
 
+// Ports taken in any order serialise in the section's order, whether the
+// load indexed the section (new bytes) or its second search did (the same
+// bytes again, loaded unchecked).
+TEST(ConfigModel, PortsTakenOutOfOrderKeepTheSectionsOrder) {
+  zor::ConfigModel m;
+  BuildSample(m);
+  const std::string blob = Blob(m);
+  zor::ConfigModel loaded;
+  for (const char *load : {"checked", "unchecked"}) {
+    SCOPED_TRACE(load);
+    ASSERT_EQ(loaded.Deserialize(blob.data(), static_cast<uint32_t>(blob.size())), ZOR_OK);
+    zor::SwitchObj *s = loaded.FindSwitch(kSw);
+    std::vector<zor::PortObj *> taken;
+    for (const char *name : {"uplink1", "3", "7"}) {
+      taken.push_back(s->FindPort(name));
+      ASSERT_NE(taken.back(), nullptr);
+      ASSERT_EQ(zor::TreeSet(taken.back()->data, "n", name, strlen(name), PROP_CONFIG), ZOR_OK);
+    }
+    EXPECT_EQ(s->FindPort("uplink1"), taken[0]);
+    ASSERT_EQ(loaded.RemovePort(kSw, "3"), ZOR_OK);
+    EXPECT_EQ(s->FindPort("3"), nullptr);
+    const std::string out = Blob(loaded);
+    zor::ConfigModel again;
+    ASSERT_EQ(again.Deserialize(out.data(), static_cast<uint32_t>(out.size())), ZOR_OK);
+    std::vector<std::string> names;
+    for (const auto &p : again.FindSwitch(kSw)->Ports()) {
+      names.emplace_back(p->name);
+      EXPECT_EQ(Value(p->data, "n"), names.back());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"7", "uplink1"}));
+  }
+}
+
 // Loading the same bytes again reuses the checks of the first load; edits
 // made in between must not leak into the reload, and other bytes must still
 // be checked in full.
