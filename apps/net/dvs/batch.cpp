@@ -168,12 +168,17 @@ struct Batch {
   BatchIds ids;
 };
 
-/* A line's words as an argument vector for getopt, which reorders its pointers. */
+/*
+ * A line's words as an argument vector for getopt, which reorders its
+ * pointers. One serves every line in turn, so that its storage is reused.
+ */
 struct LineArgs {
   std::string words; /* a copy: the options point into it while the line is checked or run */
   std::vector<char *> argv;
-  LineArgs(const Batch &batch, const BatchLine &line)
-      : words(batch.words, line.wordsAt, line.wordsLen) {
+  /* Takes the words of line; what pointed into the words of the line before is invalid. */
+  void Take(const Batch &batch, const BatchLine &line) {
+    words.assign(batch.words, line.wordsAt, line.wordsLen);
+    argv.clear();
     for (size_t at = 0; at < words.size(); at += strlen(words.data() + at) + 1) {
       argv.push_back(words.data() + at);
     }
@@ -410,8 +415,9 @@ int PrintRefusal(unsigned number, const Refusal &refusal, const std::string &out
 std::optional<int> CheckLines(Batch &batch, bool fileMode, AliasLookup &aliases) {
   Capture capture;
   std::string out, err;
+  LineArgs args;
   for (BatchLine &line : batch.lines) {
-    LineArgs args(batch, line);
+    args.Take(batch, line);
     Invocation inv;
     capture.Begin();
     std::optional<Refusal> refusal = ParseLine(args, inv, fileMode);
@@ -456,9 +462,9 @@ struct LineEnd {
  * read again (printing what they print, such as range texts). Prints the
  * line's failure with its number.
  */
-LineEnd RunLine(const Batch &batch, const BatchLine &line, const StateOps &state,
+LineEnd RunLine(const Batch &batch, const BatchLine &line, LineArgs &args, const StateOps &state,
                 const StateOps &kernel, EventQueue *events) {
-  LineArgs args(batch, line);
+  args.Take(batch, line);
   Invocation inv;
   Cli_ParseOptions(args.Count(), args.argv.data(), inv); /* it passed before */
   if (optind < args.Count()) inv.switchArgument = args.argv[optind];
@@ -520,8 +526,9 @@ int RunOnFile(const Invocation &inv, const Batch &batch) {
   }
   const KernelReader kernel;
   EventQueue events;
+  LineArgs args;
   for (const BatchLine &line : batch.lines) {
-    const LineEnd end = RunLine(batch, line, CONFIG_STATE_OPS, kernel, &events);
+    const LineEnd end = RunLine(batch, line, args, CONFIG_STATE_OPS, kernel, &events);
     if (!end.ok) return end.status; /* nothing is saved: the file stays as it was */
   }
   if (inv.batchCheck) {
@@ -559,9 +566,10 @@ int RunOnKernel(const Batch &batch, bool aliasesLoaded) {
     return -1;
   }
   KernelJournal journal;
+  LineArgs args;
   for (const BatchLine &line : batch.lines) {
     journal.SetLine(line.number);
-    const LineEnd end = RunLine(batch, line, journal, journal, nullptr);
+    const LineEnd end = RunLine(batch, line, args, journal, journal, nullptr);
     if (end.ok) continue;
     const bool changed = journal.Changed();
     PrintRestore(journal.Restore(), changed);
