@@ -91,6 +91,8 @@ TEST_F(FileBatch, AFailingLineLeavesTheFileAsItWas) {
   const std::string before = ReadFile(PathOf("dvs.db"));
   Check({{Batch("-A -p 6 dvs0\n-s a=1 -p 5 dvs0\n-s b=2 -p 9 dvs0\n"), 3, "",
           NK + "DVSState_PortDataSet failed\nbatch line 3: " + OP_FAILED + "0xbad0003\n"},
+         {Batch("--vlanMTUChkParam 1-5 dvs0\n-A -p 5 dvs0\n"), 4, "set vlan 1 - 5.\n",
+          NK + "batch line 2: " + OP_FAILED + "0xbad0004\n"},
          {Batch("-s a=1 -p 5 dvs0\n-A -p 5 dvs1\n"), 255, "",
           NK + "batch line 2: Switch handle not found by id 64 76 73 31 00 00 00 00-00 00 00 00 "
                "00 00 00 00\n"}});
@@ -115,6 +117,8 @@ TEST_F(FileBatch, LinesAreCheckedBeforeAnythingRuns) {
       {"-A -p 6 --className vswitch dvs0\n", 255,
        NK + "batch line 1: Class name is not require for command 7.\n", false},
       {"--vlanMTUChkParam 9-1 dvs0\n", 1, "batch line 1: Bad vlan range: from 9 to 1\n", false},
+      {"--vlanMTUChkParam 1-5 dvs0\n-q dvs0\n", 0,
+       NK + "batch line 2: brakk: invalid option -- 'q'\n", true},
       {"-A -p 6 dvs0\n-i\n", 1, NK + "batch line 2: -i cannot run in a batch\n", false},
       {"--states -p 5 dvs0\n", 1, "batch line 1: --states cannot run in a batch\n", false},
       {"-h\n", 1, "batch line 1: -h cannot run in a batch\n", false},

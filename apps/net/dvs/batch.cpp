@@ -133,15 +133,15 @@ const char *SplitWords(std::string_view line, std::vector<std::string> &words) {
 }
 
 /*
- * One command of the batch, kept small (a batch may hold tens of
- * thousands): where it stands, where its words are in the batch's words,
- * and the switch ID that its switch name resolved to. Its options are read
- * again when it runs.
+ * One command of the batch: where it stands, where its words are in the
+ * batch's words, the switch ID that its switch name resolved to, and what
+ * reading its options printed, if anything.
  */
 struct BatchLine {
   unsigned number = 0;
   int switchId = -1; /* index in BatchIds, or -1: the line names no switch */
   uint32_t wordsAt = 0, wordsLen = 0;
+  int printed = -1; /* index in Batch::printed, or -1: its options printed nothing */
 };
 
 /* The switch IDs that the lines resolved to, each kept once. */
@@ -157,30 +157,39 @@ struct BatchIds {
   }
 };
 
+/* What reading a line's options printed (a range option prints its ranges). */
+struct Printed {
+  std::string out, err;
+};
+
 /*
  * The batch's commands: the words of every line ("brakk" first, each
- * ended by a NUL) one after the other in one string, the lines, and the
- * switch IDs they name.
+ * ended by a NUL) one after the other in one string, the lines, the
+ * switch IDs they name, and once checked, each line's options (which
+ * point into the words) and what reading them printed. A line's options
+ * are read once: reading them again when the line runs would cost as
+ * much as the rest of a line's run.
  */
 struct Batch {
   std::string words;
   std::vector<BatchLine> lines;
   BatchIds ids;
+  std::vector<Invocation> options; /* one per line, once checked */
+  std::vector<Printed> printed;
 };
 
 /*
- * A line's words as an argument vector for getopt, which reorders its
- * pointers. One serves every line in turn, so that its storage is reused.
+ * A line's words as an argument vector for getopt, which reorders the
+ * pointers but leaves the words as they are. One serves every line in
+ * turn, so that its storage is reused.
  */
 struct LineArgs {
-  std::string words; /* a copy: the options point into it while the line is checked or run */
   std::vector<char *> argv;
-  /* Takes the words of line; what pointed into the words of the line before is invalid. */
-  void Take(const Batch &batch, const BatchLine &line) {
-    words.assign(batch.words, line.wordsAt, line.wordsLen);
+  void Take(Batch &batch, const BatchLine &line) {
     argv.clear();
-    for (size_t at = 0; at < words.size(); at += strlen(words.data() + at) + 1) {
-      argv.push_back(words.data() + at);
+    char *words = batch.words.data() + line.wordsAt;
+    for (size_t at = 0; at < line.wordsLen; at += strlen(words + at) + 1) {
+      argv.push_back(words + at);
     }
     argv.push_back(nullptr);
   }
@@ -416,13 +425,18 @@ std::optional<int> CheckLines(Batch &batch, bool fileMode, AliasLookup &aliases)
   Capture capture;
   std::string out, err;
   LineArgs args;
+  batch.options.reserve(batch.lines.size());
   for (BatchLine &line : batch.lines) {
     args.Take(batch, line);
-    Invocation inv;
+    Invocation &inv = batch.options.emplace_back();
     capture.Begin();
     std::optional<Refusal> refusal = ParseLine(args, inv, fileMode);
     capture.End(out, err);
     if (refusal) return PrintRefusal(line.number, *refusal, out, err);
+    if (!out.empty() || !err.empty()) {
+      line.printed = static_cast<int>(batch.printed.size());
+      batch.printed.push_back(Printed{out, err});
+    }
     /* A failed load of the kernel's state for the aliases prints its line, once. */
     if (inv.switchArgument != nullptr) {
       /* Lines name the same few switches again and again: each is resolved once. */
@@ -457,17 +471,19 @@ struct LineEnd {
 };
 
 /*
- * Runs one checked line on the loaded configuration, the way the single
- * command's flow would once its configuration is loaded: its options are
- * read again (printing what they print, such as range texts). Prints the
- * line's failure with its number.
+ * Runs line i, checked, on the loaded configuration, the way the single
+ * command's flow would once its configuration is loaded: first what
+ * reading its options printed (such as range texts), as the single
+ * command prints it then. Prints the line's failure with its number.
  */
-LineEnd RunLine(const Batch &batch, const BatchLine &line, LineArgs &args, const StateOps &state,
-                const StateOps &kernel, EventQueue *events) {
-  args.Take(batch, line);
-  Invocation inv;
-  Cli_ParseOptions(args.Count(), args.argv.data(), inv); /* it passed before */
-  if (optind < args.Count()) inv.switchArgument = args.argv[optind];
+LineEnd RunLine(const Batch &batch, size_t i, const StateOps &state, const StateOps &kernel,
+                EventQueue *events) {
+  const BatchLine &line = batch.lines[i];
+  const Invocation &inv = batch.options[i];
+  if (line.printed >= 0) {
+    fputs(batch.printed[line.printed].out.c_str(), stdout);
+    fputs(batch.printed[line.printed].err.c_str(), stderr);
+  }
   const char *sw = line.switchId >= 0 ? batch.ids.texts[line.switchId].c_str() : nullptr;
   const CommandRow &row = Cli_CommandRow(inv.command);
   CommandContext ctx{sw, SWITCH_CLASS_NONE, nullptr, 0, inv, state, kernel, events};
@@ -526,9 +542,8 @@ int RunOnFile(const Invocation &inv, const Batch &batch) {
   }
   const KernelReader kernel;
   EventQueue events;
-  LineArgs args;
-  for (const BatchLine &line : batch.lines) {
-    const LineEnd end = RunLine(batch, line, args, CONFIG_STATE_OPS, kernel, &events);
+  for (size_t i = 0; i < batch.lines.size(); i++) {
+    const LineEnd end = RunLine(batch, i, CONFIG_STATE_OPS, kernel, &events);
     if (!end.ok) return end.status; /* nothing is saved: the file stays as it was */
   }
   if (inv.batchCheck) {
@@ -566,10 +581,9 @@ int RunOnKernel(const Batch &batch, bool aliasesLoaded) {
     return -1;
   }
   KernelJournal journal;
-  LineArgs args;
-  for (const BatchLine &line : batch.lines) {
-    journal.SetLine(line.number);
-    const LineEnd end = RunLine(batch, line, args, journal, journal, nullptr);
+  for (size_t i = 0; i < batch.lines.size(); i++) {
+    journal.SetLine(batch.lines[i].number);
+    const LineEnd end = RunLine(batch, i, journal, journal, nullptr);
     if (end.ok) continue;
     const bool changed = journal.Changed();
     PrintRestore(journal.Restore(), changed);

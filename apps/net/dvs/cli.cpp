@@ -16,6 +16,7 @@
 
 #include <array>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 #include "base/command.h"
@@ -203,7 +204,11 @@ int SetClassName(Invocation &inv, const char *arg) {
 /* --vlanMTUChkParam and --qeltVLMChkParam: the range text is parsed at once; a bad one ends here.
  */
 int ParseVlanRanges(Invocation &inv, const char *arg) {
-  return VlanBitmap_Parse(arg, inv.vlanRangeParam) != 0 ? 1 : CONTINUE;
+  /* Kept apart from the invocation, which a batch holds one of per line. */
+  std::shared_ptr<uint8_t[]> bitmap = std::make_shared<uint8_t[]>(VLAN_RANGE_PARAM_LEN);
+  if (VlanBitmap_Parse(arg, bitmap.get()) != 0) return 1;
+  inv.vlanRangeParam = std::move(bitmap);
+  return CONTINUE;
 }
 
 /* -E ends the parse: the options after it are not read. */

@@ -15,6 +15,8 @@
 
 #include <stdint.h>
 
+#include <memory>
+
 #include "dvslib.h"
 
 /* Command codes; the numbers show in "Class name is not require for command %d." */
@@ -122,7 +124,8 @@ struct Invocation {
   const char *mirrorSpec = nullptr;
   const char *overlaySpec = nullptr;
   const char *uplinkNames = nullptr;
-  uint8_t vlanRangeParam[VLAN_RANGE_PARAM_LEN] = {};
+  /* --vlanMTUChkParam, --qeltVLMChkParam: the ranges as a bitmap of VLAN_RANGE_PARAM_LEN bytes. */
+  std::shared_ptr<const uint8_t[]> vlanRangeParam;
   const char *zornicName = nullptr;
   const char *execCommand = nullptr;
   const char *execArg = nullptr;

@@ -127,8 +127,8 @@ CommandResult Cmd_CheckDeploy(const CommandContext &ctx) {
 CommandResult Cmd_CheckParam(const CommandContext &ctx) {
   const HealthCheck &check = CheckOf(ctx.inv.command);
   if (check.bitmapParam) {
-    return ctx.state.globalSet(ctx.sw, check.paramKey, ctx.inv.vlanRangeParam, VLAN_BITMAP_LEN,
-                               PROP_POLICY);
+    return ctx.state.globalSet(ctx.sw, check.paramKey, ctx.inv.vlanRangeParam.get(),
+                               VLAN_BITMAP_LEN, PROP_POLICY);
   }
   ByteWriter param(CHECK_TEAM_PARAM_LEN);
   param.PutU8(0, ctx.inv.teamchkParam);
