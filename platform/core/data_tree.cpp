@@ -94,7 +94,7 @@ struct EncodedNode {
 };
 
 /* Reads the next node of an encoded list; a short list fails the reader. */
-EncodedNode ReadNode(WireReader &r) {
+[[gnu::always_inline]] inline EncodedNode ReadNode(WireReader &r) {
   EncodedNode n;
   const uint8_t *start = r.Position();
   n.flags = static_cast<int32_t>(r.U32());
