@@ -25,6 +25,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -124,7 +125,9 @@ CommandResult RunTeaming(ArgCase &c) {
 
 /* --vlanMTUChkParam and --qeltVLMChkParam: the range text, then the command that writes it. */
 CommandResult RunVlanRanges(ArgCase &c) {
-  if (VlanBitmap_Parse(c.text, c.inv.vlanRangeParam) != 0) return ZOR_BAD_PARAM;
+  std::shared_ptr<uint8_t[]> bitmap = std::make_shared<uint8_t[]>(VLAN_RANGE_PARAM_LEN);
+  if (VlanBitmap_Parse(c.text, bitmap.get()) != 0) return ZOR_BAD_PARAM;
+  c.inv.vlanRangeParam = std::move(bitmap);
   c.inv.command = c.flag ? CMD_QELTVLMCHK_PARAM : CMD_VLANMTUCHK_PARAM;
   return Cmd_CheckParam(c.ctx);
 }
