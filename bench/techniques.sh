@@ -85,9 +85,11 @@ if wants edit; then
   variant crc platform/core/wire.cpp "if (HaveHardwareCrc())" "if (false)"
 fi
 if wants batch; then
-  variant overlay platform/core/data_tree.cpp "      if (found == InImage::SET) return ZOR_OK;" \
-    "      if (found == InImage::SET) return ZOR_OK;
-      if (tree->image && !TreeMaterialize(tree)) return ZOR_NO_MEMORY;"
+  # Decoding the list first, as TreeSet did before: the batch's values are new or of
+  # another length, so the value written in place (which this also turns off) is not used.
+  variant overlay platform/core/data_tree.cpp "    DVSDataNode *n = FindNode(tree, name);" \
+    "    if (tree->image && !TreeMaterialize(tree)) return ZOR_NO_MEMORY;
+    DVSDataNode *n = FindNode(tree, name);"
 fi
 if wants share; then
   variant share zorcored/kernel.cpp "reply->shared = stateCache_;" \
