@@ -86,6 +86,17 @@ TEST_F(FileBatch, AppliesItsLinesInOrderAndSavesOnce) {
   });
 }
 
+// "-" reads the batch from standard input (here a file, through the shell).
+TEST_F(FileBatch, ADashReadsTheBatchFromStandardInput) {
+  std::ofstream(PathOf("lines")) << "-A -p 6 dvs0\n-s k=v -p 6 dvs0\n";
+  RunOptions shell;
+  shell.program = "/bin/sh";
+  shell.argv0 = "sh";
+  Check({{"-c '" BRAKK_BIN " -f $F --batch - < lines'", 0, "", NK}}, shell);
+  Check({{"-f $F -l dvs0", 0,
+          Switch(DVS0_ID, "dvs0") + HOST_LIST + NewPort("5") + NewPort("6") + Text("k", "v"), NK}});
+}
+
 TEST_F(FileBatch, AFailingLineLeavesTheFileAsItWas) {
   ASSERT_EQ(chmod(PathOf("dvs.db").c_str(), 0640), 0);
   const std::string before = ReadFile(PathOf("dvs.db"));
